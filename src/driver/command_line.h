@@ -1,0 +1,26 @@
+// The command line: the usage text and the options, which set fields of
+// the converter before the first document.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace morvane {
+
+class ColladaReader;
+
+struct CommandLine {
+    // Arguments that do not begin with '-': the input, then the output.
+    std::vector<std::string> Positional;
+    // Whether a large input raises the prompt before smoothing; -fs clears it.
+    bool WarnOnLargeFile = true;
+};
+
+void PrintUsage(std::FILE* out);
+
+// Reads every argument once, from the first to the last (args[0], the
+// program's name, is not looked at). A later option overrides an earlier one.
+CommandLine ApplyArguments(const std::vector<std::string>& args, ColladaReader& options);
+
+}  // namespace morvane

@@ -1,0 +1,215 @@
+#include "driver/conversion.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cctype>
+#include <memory>
+
+#include "driver/command_line.h"
+#include "events/central_object.h"
+
+namespace morvane {
+
+namespace {
+
+bool IsGood(ResultCode code) { return code == kResultOk || code == kResultParseAborted; }
+
+bool IsDirectory(const std::string& name) {
+    struct stat status {};
+    return !name.empty() && stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool IsExisting(const std::string& name) {
+    struct stat status {};
+    return stat(name.c_str(), &status) == 0;
+}
+
+bool EndsWithDaeAnyCase(const std::string& name) {
+    if (name.size() < 4) return false;
+    std::string tail = name.substr(name.size() - 4);
+    for (char& c : tail) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return tail == ".dae";
+}
+
+std::string LastComponent(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// Says why a conversion is refused, or returns false when it may go on.
+bool RefuseOutput(const std::string& input, const std::string& output, bool explicitName,
+                  const ConsoleStreams& console) {
+    if (!IsUrl(input) && IsSameFile(input, output)) {
+        std::fprintf(console.err, "morvane: %s: not converted, the output would overwrite the input\n",
+                     input.c_str());
+        return true;
+    }
+    if (explicitName && EndsWithDaeAnyCase(output) && IsExisting(output)) {
+        std::fprintf(console.err, "morvane: %s: not converted, the output %s is an existing .dae file\n",
+                     input.c_str(), output.c_str());
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+void TraceError(const char*, ResultCode) {}
+
+std::uint64_t FileSize(const std::string& name) {
+    if (IsUrl(name)) return 0;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "r"), &std::fclose);
+    if (!file) return 0;
+    struct stat status {};
+    if (fstat(fileno(file.get()), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::string DeriveOutputName(const std::string& input, const std::string& extension) {
+    std::string name = input;
+    if (name.starts_with("http")) {
+        if (std::size_t back = name.rfind('\\'); back != std::string::npos) name.erase(0, back + 1);
+        if (std::size_t slash = name.rfind('/'); slash != std::string::npos) name.erase(0, slash + 1);
+    }
+    // From the second character on, so that a name starting ".dae" keeps it.
+    const std::size_t dae = name.empty() ? std::string::npos : name.find(".dae", 1);
+    if (dae != std::string::npos) {
+        name.replace(dae, 4, extension);
+    } else {
+        name += extension;
+    }
+    return name;
+}
+
+std::string ResolveOutputName(const std::string& input, const std::string& extension, const std::string& output) {
+    if (output.empty()) return DeriveOutputName(input, extension);
+    if (!IsDirectory(output)) return output;
+    std::string inside = output;
+    if (inside.back() != '/') inside += '/';
+    return inside + LastComponent(DeriveOutputName(input, extension));
+}
+
+bool MatchesPattern(std::string_view pattern, std::string_view name) {
+    // Greedy matching with one point of return for the latest '*'.
+    std::size_t p = 0;
+    std::size_t n = 0;
+    std::size_t starAt = std::string_view::npos;
+    std::size_t resumeAt = 0;
+    while (n < name.size()) {
+        if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == name[n])) {
+            ++p;
+            ++n;
+        } else if (p < pattern.size() && pattern[p] == '*') {
+            starAt = p++;
+            resumeAt = n;
+        } else if (starAt != std::string_view::npos) {
+            p = starAt + 1;
+            n = ++resumeAt;
+        } else {
+            return false;
+        }
+    }
+    while (p < pattern.size() && pattern[p] == '*') ++p;
+    return p == pattern.size();
+}
+
+std::vector<std::string> FindMatchingFiles(const std::string& pattern) {
+    const std::size_t cut = pattern.find_last_of("\\/");
+    const std::string directory = cut == std::string::npos ? std::string() : pattern.substr(0, cut + 1);
+    const std::string filePattern = cut == std::string::npos ? pattern : pattern.substr(cut + 1);
+    const bool showHidden = filePattern.starts_with(".");
+
+    std::vector<std::string> names;
+    std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(directory.empty() ? "." : directory.c_str()), &closedir);
+    if (!dir) return names;
+    while (const dirent* entry = readdir(dir.get())) {
+        const std::string name = entry->d_name;
+        if (name.starts_with(".") && !showHidden) continue;
+        if (MatchesPattern(filePattern, name)) names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    for (std::string& name : names) name = directory + name;
+    return names;
+}
+
+int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& input,
+                const std::string& extension, const std::string& output, bool warnOnLargeFile,
+                const ConsoleStreams& console) {
+    const std::string outputName = ResolveOutputName(input, extension, output);
+    const bool explicitName = !output.empty() && !IsDirectory(output);
+    if (RefuseOutput(input, outputName, explicitName, console)) return 0;
+    // A target that can never be written is found out before the parse, so
+    // that no work and no progress mark is spent on it.
+    if (!CanWriteOutput(outputName)) return 0;
+
+    if (warnOnLargeFile && converter.SmoothMeshes && FileSize(input) > kLargeFileBytes) {
+        std::fputs("This file may take a long time to smooth & optimize.\nAre you sure you want to do this? (y/n):",
+                   console.out);
+        std::fflush(console.out);
+        const int answer = std::fgetc(console.in);
+        if (answer == 'n' || answer == 'N') converter.SmoothMeshes = false;
+    }
+
+    converter.OutputFileName = outputName;
+    const ResultCode result = reader.ParseUrl(input);
+    if (result == kResultParseAborted) {
+        std::fprintf(console.out, "\nParse\tresult code: %08x\n\n", result);
+    } else if (result != kResultOk) {
+        TraceError("\nError %08lx\n\n", result);
+    }
+    std::fflush(console.out);
+    return 0;
+}
+
+int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& console) {
+    if (args.size() < 2) {
+        PrintUsage(console.out);
+        return 0;
+    }
+    auto converter = std::make_unique<X3dConverter>();
+    XmlReader reader;
+    ResultCode result = reader.PutContentHandler(converter.get());
+    if (!IsGood(result)) {
+        TraceError("\nError %08lx\n\n", result);
+        return static_cast<int>(result);
+    }
+
+    const CommandLine line = ApplyArguments(args, *converter);
+    if (line.Positional.empty()) {
+        PrintUsage(console.out);
+        return 0;
+    }
+    const std::string& inputName = line.Positional[0];
+    const std::string outputName = line.Positional.size() > 1 ? line.Positional[1] : std::string();
+
+    if (inputName.find_first_of("*%") != std::string::npos) {
+        const std::vector<std::string> matches = FindMatchingFiles(inputName);
+        if (matches.empty()) {
+            std::fputs("No\tmatching files found\n", console.out);
+            return 0;
+        }
+        // One output name cannot serve a whole batch; a directory can.
+        const std::string batchOutput = IsDirectory(outputName) ? outputName : std::string();
+        for (const std::string& match : matches) {
+            ConvertFile(*converter, reader, match, kOutputExtension, batchOutput, line.WarnOnLargeFile, console);
+        }
+    } else {
+        ConvertFile(*converter, reader, inputName, kOutputExtension, outputName, line.WarnOnLargeFile, console);
+    }
+
+    result = reader.PutContentHandler(nullptr);
+    if (!IsGood(result)) {
+        TraceError("\nError %08lx\n\n", result);
+        return static_cast<int>(result);
+    }
+    result = reader.PutErrorHandler(nullptr);
+    if (!IsGood(result)) {
+        TraceError("\nError %08lx\n\n", result);
+        return static_cast<int>(result);
+    }
+    return 0;
+}
+
+}  // namespace morvane

@@ -1,0 +1,59 @@
+// One conversion per input, and batches over a file pattern.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "events/xml_reader.h"
+
+namespace morvane {
+
+class ColladaReader;
+
+inline constexpr const char* kOutputExtension = ".x3d";
+// Above this many bytes a file raises the prompt before it is smoothed.
+inline constexpr std::uint64_t kLargeFileBytes = 10000000;
+
+// The diagnostic sink: it receives a format and a code, and keeps nothing.
+void TraceError(const char* format, ResultCode code);
+
+// The size of a readable regular file; 0 for anything else, URLs included.
+std::uint64_t FileSize(const std::string& name);
+
+// The output name derived from the input: a URL's last path component, in
+// the working directory; a file's full path, beside it. The first ".dae"
+// from the second character on becomes the extension; without one, the
+// extension is appended.
+std::string DeriveOutputName(const std::string& input, const std::string& extension);
+
+// The name to write: `output` itself, or when it names an existing
+// directory, the derived name's last component inside it, or the derived
+// name when `output` is empty.
+std::string ResolveOutputName(const std::string& input, const std::string& extension, const std::string& output);
+
+// Matches `*` (any run) and `?` (one character); every other character,
+// '%' and '[' included, stands for itself.
+bool MatchesPattern(std::string_view pattern, std::string_view name);
+
+// The files of the pattern's directory whose names match its last part, in
+// byte order of their names, each with the pattern's directory in front.
+std::vector<std::string> FindMatchingFiles(const std::string& pattern);
+
+struct ConsoleStreams {
+    std::FILE* in = stdin;
+    std::FILE* out = stdout;
+    std::FILE* err = stderr;
+};
+
+// Converts one input. Always 0: a failed parse shows in no result.
+int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& input,
+                const std::string& extension, const std::string& output, bool warnOnLargeFile,
+                const ConsoleStreams& console = {});
+
+// The whole program behind the entry point; returns the exit code.
+int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& console = {});
+
+}  // namespace morvane

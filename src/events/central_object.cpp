@@ -1,0 +1,120 @@
+#include "events/central_object.h"
+
+#include "animation/animation_node.h"
+#include "events/narrow_text.h"
+#include "geometry/mesh_node.h"
+
+namespace morvane {
+
+// ---- TagDispatcher ----
+
+ResultCode TagDispatcher::startElement(std::string_view localName, const AttributeList& attributes) {
+    startName_.clear();
+    AppendNarrowed(startName_, localName.data(), localName.size());
+    auto found = byName_.find(startName_);
+    if (found != byName_.end() && found->second->Start(startName_, attributes)) {
+        CurrentHandler = found->second;
+    }
+    return kResultOk;
+}
+
+ResultCode TagDispatcher::endElement(std::string_view localName) {
+    endName_.clear();
+    AppendNarrowed(endName_, localName.data(), localName.size());
+    auto found = byName_.find(endName_);
+    if (found != byName_.end()) found->second->End(endName_);
+    return kResultOk;
+}
+
+ResultCode TagDispatcher::characters(const char* chars, std::size_t count) {
+    if (CurrentHandler != nullptr && CurrentHandler->IsOpen) AppendCharacters(chars, count, CurrentHandler->Text);
+    return kResultOk;
+}
+
+TagHandler* TagDispatcher::FindHandler(std::string_view name) const {
+    auto found = byName_.find(name);
+    return found == byName_.end() ? nullptr : found->second;
+}
+
+bool TagDispatcher::IsTagOpen(std::string_view name) const {
+    const TagHandler* handler = FindHandler(name);
+    return handler != nullptr && handler->IsOpen;
+}
+
+void TagDispatcher::AddHandler(std::unique_ptr<TagHandler> handler) {
+    // A name registered twice would be found by the walk at its first place.
+    byName_.try_emplace(handler->TagName, handler.get());
+    Handlers.push_back(std::move(handler));
+}
+
+void TagDispatcher::ClearHandlers() {
+    CurrentHandler = nullptr;
+    byName_.clear();
+    Handlers.clear();
+}
+
+// ---- ColladaReader ----
+
+ColladaReader::ColladaReader() {
+    RegisterHandlers();
+    Reset();
+}
+
+ColladaReader::~ColladaReader() = default;
+
+ResultCode ColladaReader::startDocument() {
+    ClearDocument();
+    Reset();
+    MeshLibrary = std::make_unique<morvane::MeshLibrary>(this);
+    SceneRoot = std::make_unique<TransformNode>("Scene", this);
+    LibraryRoot = std::make_unique<TransformNode>("Library", this);
+    return kResultOk;
+}
+
+ResultCode ColladaReader::endDocument() {
+    Write();
+    MeshLibrary.reset();
+    return kResultOk;
+}
+
+void ColladaReader::Reset() {
+    UnitScale = 0.0254;
+    CurrentLight = nullptr;
+    NodeDepth = 0;
+    ToolIsMaxOrMaya = false;
+    ToolIsSketchUp = false;
+    UpAxisIsZ = false;
+    BoundsMin = {1e10, 1e10, 1e10};
+    BoundsMax = {-1e10, -1e10, -1e10};
+}
+
+void ColladaReader::Write() {}
+
+ResultCode ColladaReader::OpenOutput(const std::string& name) {
+    return OutputFile.Open(name) ? kResultOk : kResultFailed;
+}
+
+void ColladaReader::ClearDocument() {
+    // A write that never finished leaves its target as it was.
+    OutputFile.Abandon();
+    ClearHandlers();
+    RegisterHandlers();
+    PositionSourceId.clear();
+    CurrentGeometryId.clear();
+    CurrentCamera = ViewpointNode();
+    CurrentAppearance = AppearanceNode();
+    Appearances.clear();
+    Sources.clear();
+    Images.clear();
+    NodeStack.clear();
+    Animations.clear();
+    AnimationStack.clear();
+    NewParams.clear();
+    Lights.clear();
+    MeshLibrary.reset();
+    SceneRoot.reset();
+    LibraryRoot.reset();
+    DocumentNodes.clear();
+}
+
+}  // namespace morvane

@@ -1,0 +1,168 @@
+// The central object: the content handler that the reader calls, the owner
+// of the element handlers, the options, everything a conversion knows about
+// the document being read, and the writer of the X3D document. Its layers,
+// base first: SaxContentBase (empty callbacks), TagDispatcher (the element
+// handlers and the dispatch of events to them), ColladaReader (options and
+// document state, start and end of a document) and X3dConverter (writing).
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "appearance/appearance_node.h"
+#include "document/output_file.h"
+#include "events/tag_handler.h"
+#include "events/xml_reader.h"
+#include "geometry/source_arrays.h"
+#include "nodes/x3d_node.h"
+#include "scene/light_nodes.h"
+#include "scene/viewpoint_node.h"
+
+namespace morvane {
+
+class AnimationNode;
+
+class SaxContentBase : public SaxContentHandler {
+public:
+    ResultCode startDocument() override { return kResultOk; }
+    ResultCode endDocument() override { return kResultOk; }
+    ResultCode startElement(std::string_view, const AttributeList&) override { return kResultOk; }
+    ResultCode endElement(std::string_view) override { return kResultOk; }
+    ResultCode characters(const char*, std::size_t) override { return kResultOk; }
+
+    // Counts references; reaching zero never destroys the object.
+    std::int32_t AddRef() { return ++RefCount; }
+    std::int32_t Release() { return --RefCount; }
+
+    std::int32_t RefCount = 0;
+};
+
+class TagDispatcher : public SaxContentBase {
+public:
+    // Offers a start tag to the handlers; the one that accepts becomes
+    // CurrentHandler, after its Start has run.
+    ResultCode startElement(std::string_view localName, const AttributeList& attributes) override;
+    ResultCode endElement(std::string_view localName) override;
+    // Text goes to CurrentHandler while it is open, and is dropped otherwise.
+    ResultCode characters(const char* chars, std::size_t count) override;
+
+    TagHandler* FindHandler(std::string_view name) const;
+    template <class T>
+    T* FindHandlerAs(std::string_view name) const {
+        return dynamic_cast<T*>(FindHandler(name));
+    }
+    // Whether an element of this name is open; false for an unknown name.
+    bool IsTagOpen(std::string_view name) const;
+
+    // In registration order.
+    std::vector<std::unique_ptr<TagHandler>> Handlers;
+    TagHandler* CurrentHandler = nullptr;
+
+    void AddHandler(std::unique_ptr<TagHandler> handler);
+
+protected:
+    void ClearHandlers();
+
+private:
+    // Names are unique, so finding the handler by name picks exactly the one
+    // that a walk over the list in order would stop at.
+    std::unordered_map<std::string_view, TagHandler*> byName_;
+    std::string startName_;
+    std::string endName_;
+};
+
+class ColladaReader : public TagDispatcher {
+public:
+    ColladaReader();
+    ~ColladaReader() override;
+
+    // A clean start: the model of the previous document is dropped, every
+    // handler starts anew, and only the options carry over.
+    ResultCode startDocument() override;
+    ResultCode endDocument() override;
+
+    // Sets the per-document scalars back to their start values.
+    virtual void Reset();
+    // Writes the X3D document; nothing at this layer.
+    virtual void Write();
+    // Opens OutputFile for writing: 0, or 0x80004005 if it can't be opened.
+    virtual ResultCode OpenOutput(const std::string& name);
+
+    // Creates a per-document node that lives until the next document starts.
+    template <class T, class... Args>
+    T* MakeNode(Args&&... args) {
+        auto node = std::make_unique<T>(std::forward<Args>(args)...);
+        T* raw = node.get();
+        DocumentNodes.push_back(std::move(node));
+        return raw;
+    }
+
+    // Options, set from the command line before the first document.
+    std::string OutputFileName;
+    bool WritePolygons = true;
+    bool WriteLines = true;
+    bool WritePoints = true;
+    bool AutoViewpoint = true;
+    bool AutoBackground = true;
+    bool AutoNavigation = true;
+    bool ExamineNavigation = true;
+    bool ForceMaterials = false;
+    bool GzipOutput = false;
+    bool ProtoLibraries = false;
+    float CreaseAngle = 60.0f;  // degrees
+    bool SmoothMeshes = true;
+
+    // Per-document state.
+    OutputStream OutputFile;
+    std::string PositionSourceId;
+    std::string CurrentGeometryId;
+    ViewpointNode CurrentCamera;
+    LightNode* CurrentLight = nullptr;
+    std::int32_t NodeDepth = 0;
+    std::array<double, 3> BoundsMin{1e10, 1e10, 1e10};
+    std::array<double, 3> BoundsMax{-1e10, -1e10, -1e10};
+    AppearanceNode CurrentAppearance;
+    AppearanceList Appearances;
+    std::unique_ptr<morvane::MeshLibrary> MeshLibrary;
+    std::vector<std::unique_ptr<FloatArray>> Sources;
+    std::vector<std::unique_ptr<ImageTextureNode>> Images;
+    std::unique_ptr<TransformNode> SceneRoot;
+    std::unique_ptr<TransformNode> LibraryRoot;
+    std::vector<TransformNode*> NodeStack;
+    std::vector<AnimationNode*> Animations;
+    std::vector<AnimationNode*> AnimationStack;
+    std::vector<NewParam> NewParams;
+    double UnitScale = 0.0254;
+    std::vector<LightNode*> Lights;
+    bool ToolIsMaxOrMaya = false;
+    bool ToolIsSketchUp = false;
+    bool UpAxisIsZ = false;
+
+    // Owner of the shapes, viewpoints, lights and animations of a document,
+    // which the lists and the scene tree only point to.
+    std::vector<std::unique_ptr<X3dNode>> DocumentNodes;
+
+private:
+    void RegisterHandlers();
+    void ClearDocument();
+};
+
+class X3dConverter : public ColladaReader {
+public:
+    void Write() override;
+
+    // Flushes the output, then has the node write itself at `indent`.
+    void WriteIndentedNode(X3dNode& node, int indent);
+
+private:
+    void WriteLibraries();
+    void WriteViewpoints();
+};
+
+}  // namespace morvane

@@ -1,0 +1,41 @@
+#include "events/narrow_text.h"
+
+#include <algorithm>
+
+namespace morvane {
+
+namespace {
+
+// Length of the UTF-8 sequence that a lead byte opens. expat hands over
+// well-formed UTF-8 only, so the continuation bytes need no checking; a
+// stray byte still advances by one so that nothing can run past the end.
+std::size_t SequenceLength(unsigned char lead) {
+    if (lead < 0xC0) return 1;
+    if (lead < 0xE0) return 2;
+    if (lead < 0xF0) return 3;
+    return 4;
+}
+
+}  // namespace
+
+void AppendNarrowed(std::string& target, const char* utf8, std::size_t count) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(utf8);
+    const auto* end = bytes + count;
+    // Plain ASCII, the bulk of every number list, is copied in runs.
+    while (bytes < end) {
+        const auto* run = std::find_if(bytes, end, [](unsigned char c) { return c >= 0x80; });
+        target.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(run - bytes));
+        bytes = run;
+        if (bytes == end) break;
+        const std::size_t length = std::min<std::size_t>(SequenceLength(*bytes), static_cast<std::size_t>(end - bytes));
+        if (length == 2) {
+            const unsigned codePoint = ((bytes[0] & 0x1Fu) << 6) | (bytes[1] & 0x3Fu);
+            target.push_back(codePoint <= 0xFF ? static_cast<char>(codePoint) : '?');
+        } else {
+            target.push_back('?');
+        }
+        bytes += length;
+    }
+}
+
+}  // namespace morvane

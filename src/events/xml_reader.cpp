@@ -1,0 +1,300 @@
+#include "events/xml_reader.h"
+
+#include <curl/curl.h>
+#include <expat.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace morvane {
+
+namespace {
+
+// expat joins a namespace URI and a local name with this character. A URI
+// cannot hold a raw line feed (attribute values are normalised), so the
+// local name is whatever follows the last one.
+constexpr char kNamespaceSeparator = '\n';
+
+constexpr std::size_t kReadBlock = 1 << 20;
+
+std::string_view LocalName(const XML_Char* name) {
+    std::string_view full(name);
+    const std::size_t cut = full.rfind(kNamespaceSeparator);
+    return cut == std::string_view::npos ? full : full.substr(cut + 1);
+}
+
+class ExpatAttributes final : public AttributeList {
+public:
+    explicit ExpatAttributes(const XML_Char** pairs) : pairs_(pairs) {}
+
+    bool GetValueFromName(std::string_view localName, std::string_view& value) const override {
+        for (const XML_Char** p = pairs_; p[0] != nullptr; p += 2) {
+            // Attributes in a namespace carry a separator and never match.
+            if (localName == p[0]) {
+                value = p[1];
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    const XML_Char** pairs_;
+};
+
+// The one legacy code page read besides expat's own encodings. The five
+// bytes that windows-1252 leaves undefined stand for themselves.
+constexpr int kWindows1252High[32] = {
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178,
+};
+
+bool EqualsIgnoringCase(const XML_Char* a, const char* b) {
+    for (; *a != 0 && *b != 0; ++a, ++b) {
+        const auto ca = static_cast<unsigned char>(*a);
+        const auto cb = static_cast<unsigned char>(*b);
+        if (ca >= 0x80) return false;
+        if (std::tolower(ca) != std::tolower(cb)) return false;
+    }
+    return *a == 0 && *b == 0;
+}
+
+int XMLCALL UnknownEncoding(void*, const XML_Char* name, XML_Encoding* info) {
+    if (!EqualsIgnoringCase(name, "windows-1252")) return XML_STATUS_ERROR;
+    for (int byte = 0; byte < 256; ++byte) {
+        info->map[byte] = (byte >= 0x80 && byte < 0xA0) ? kWindows1252High[byte - 0x80] : byte;
+    }
+    info->data = nullptr;
+    info->convert = nullptr;
+    info->release = nullptr;
+    return XML_STATUS_OK;
+}
+
+// One parse: an expat parser bound to a content handler. Whatever a
+// callback throws stops the parse and becomes its result code, so that no
+// exception ever crosses expat's C frames.
+class ParseSession {
+public:
+    explicit ParseSession(SaxContentHandler* handler) : handler_(handler) {
+        parser_ = XML_ParserCreateNS(nullptr, kNamespaceSeparator);
+        if (parser_ == nullptr) throw std::bad_alloc();
+        XML_SetUserData(parser_, this);
+        XML_SetElementHandler(parser_, &ParseSession::OnStart, &ParseSession::OnEnd);
+        XML_SetCharacterDataHandler(parser_, &ParseSession::OnCharacters);
+        XML_SetUnknownEncodingHandler(parser_, &UnknownEncoding, nullptr);
+    }
+    ~ParseSession() { XML_ParserFree(parser_); }
+    ParseSession(const ParseSession&) = delete;
+    ParseSession& operator=(const ParseSession&) = delete;
+
+    void Begin() {
+        if (handler_ != nullptr) Guard([&] { handler_->startDocument(); });
+    }
+
+    // Feeds a piece of the document; false once the parse has failed.
+    bool Feed(const char* data, std::size_t size) {
+        while (failure_ == kResultOk && size > 0) {
+            const int piece = static_cast<int>(std::min<std::size_t>(size, 1 << 30));
+            if (XML_Parse(parser_, data, piece, XML_FALSE) != XML_STATUS_OK) NoteExpatError();
+            data += piece;
+            size -= static_cast<std::size_t>(piece);
+        }
+        return failure_ == kResultOk;
+    }
+
+    // Reads a block straight into expat's own buffer, saving a copy.
+    bool FeedFrom(std::FILE* file, bool& atEnd) {
+        void* buffer = XML_GetBuffer(parser_, static_cast<int>(kReadBlock));
+        if (buffer == nullptr) {
+            failure_ = kResultOutOfMemory;
+            return false;
+        }
+        const std::size_t got = std::fread(buffer, 1, kReadBlock, file);
+        if (std::ferror(file)) {
+            failure_ = kResultFailed;
+            return false;
+        }
+        atEnd = got < kReadBlock;
+        if (XML_ParseBuffer(parser_, static_cast<int>(got), atEnd ? XML_TRUE : XML_FALSE) != XML_STATUS_OK) {
+            NoteExpatError();
+        }
+        return failure_ == kResultOk;
+    }
+
+    ResultCode Finish(bool alreadyFinal = false) {
+        if (failure_ == kResultOk && !alreadyFinal &&
+            XML_Parse(parser_, nullptr, 0, XML_TRUE) != XML_STATUS_OK) {
+            NoteExpatError();
+        }
+        if (failure_ == kResultOk && handler_ != nullptr) Guard([&] { handler_->endDocument(); });
+        return failure_;
+    }
+
+    void Fail(ResultCode code) {
+        if (failure_ == kResultOk) failure_ = code;
+    }
+    ResultCode Failure() const { return failure_; }
+
+private:
+    template <class F>
+    void Guard(F&& step) {
+        try {
+            step();
+        } catch (const std::bad_alloc&) {
+            Stop(kResultOutOfMemory);
+        } catch (...) {
+            Stop(kResultFailed);
+        }
+    }
+
+    void Stop(ResultCode code) {
+        Fail(code);
+        XML_StopParser(parser_, XML_FALSE);
+    }
+
+    void NoteExpatError() {
+        // A stop of our own already carries its code.
+        Fail(kResultMalformed + static_cast<ResultCode>(XML_GetErrorCode(parser_)));
+    }
+
+    static void XMLCALL OnStart(void* self, const XML_Char* name, const XML_Char** attributes) {
+        auto* session = static_cast<ParseSession*>(self);
+        if (session->handler_ == nullptr) return;
+        session->Guard([&] {
+            session->handler_->startElement(LocalName(name), ExpatAttributes(attributes));
+        });
+    }
+
+    static void XMLCALL OnEnd(void* self, const XML_Char* name) {
+        auto* session = static_cast<ParseSession*>(self);
+        if (session->handler_ == nullptr) return;
+        session->Guard([&] { session->handler_->endElement(LocalName(name)); });
+    }
+
+    static void XMLCALL OnCharacters(void* self, const XML_Char* text, int length) {
+        auto* session = static_cast<ParseSession*>(self);
+        if (session->handler_ == nullptr) return;
+        session->Guard([&] { session->handler_->characters(text, static_cast<std::size_t>(length)); });
+    }
+
+    SaxContentHandler* handler_;
+    XML_Parser parser_ = nullptr;
+    ResultCode failure_ = kResultOk;
+};
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+struct CurlCleanup {
+    void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
+};
+
+std::size_t OnDownloadData(char* data, std::size_t size, std::size_t count, void* user) {
+    auto* session = static_cast<ParseSession*>(user);
+    const std::size_t bytes = size * count;
+    // Returning less than was given makes libcurl abandon the transfer.
+    return session->Feed(data, bytes) ? bytes : 0;
+}
+
+void InitialiseCurlOnce() {
+    static const bool initialised = [] {
+        curl_global_init(CURL_GLOBAL_DEFAULT);
+        return true;
+    }();
+    (void)initialised;
+}
+
+}  // namespace
+
+bool IsUrl(std::string_view name) {
+    return name.starts_with("http://") || name.starts_with("https://") || name.starts_with("file://");
+}
+
+XmlReader::XmlReader() = default;
+
+ResultCode XmlReader::PutContentHandler(SaxContentHandler* handler) {
+    handler_ = handler;
+    return kResultOk;
+}
+
+ResultCode XmlReader::PutErrorHandler(std::nullptr_t) { return kResultOk; }
+
+ResultCode XmlReader::ParseUrl(const std::string& name) {
+    try {
+        return IsUrl(name) ? ParseDownload(name) : ParseFile(name);
+    } catch (const std::bad_alloc&) {
+        return kResultOutOfMemory;
+    }
+}
+
+ResultCode XmlReader::ParseBuffer(std::string_view document, std::size_t chunkSize) {
+    try {
+        ParseSession session(handler_);
+        session.Begin();
+        if (chunkSize == 0) chunkSize = std::max<std::size_t>(document.size(), 1);
+        for (std::size_t at = 0; at < document.size(); at += chunkSize) {
+            const std::size_t piece = std::min(chunkSize, document.size() - at);
+            if (!session.Feed(document.data() + at, piece)) break;
+        }
+        return session.Finish();
+    } catch (const std::bad_alloc&) {
+        return kResultOutOfMemory;
+    }
+}
+
+ResultCode XmlReader::ParseFile(const std::string& path) {
+    std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
+    if (!file) return kResultNotFound;
+    struct stat status {};
+    if (fstat(fileno(file.get()), &status) != 0 || S_ISDIR(status.st_mode)) return kResultNotFound;
+
+    ParseSession session(handler_);
+    session.Begin();
+    bool atEnd = false;
+    while (!atEnd) {
+        if (!session.FeedFrom(file.get(), atEnd)) break;
+    }
+    return session.Finish(/*alreadyFinal=*/true);
+}
+
+ResultCode XmlReader::ParseDownload(const std::string& url) {
+    InitialiseCurlOnce();
+    std::unique_ptr<CURL, CurlCleanup> curl(curl_easy_init());
+    if (!curl) return kResultFailed;
+
+    ParseSession session(handler_);
+    CURL* c = curl.get();
+    curl_easy_setopt(c, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(c, CURLOPT_PROTOCOLS_STR, "http,https,file");
+    // A server may send the client elsewhere, but never into local files.
+    curl_easy_setopt(c, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(c, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(c, CURLOPT_MAXREDIRS, 10L);
+    curl_easy_setopt(c, CURLOPT_FAILONERROR, 1L);
+    curl_easy_setopt(c, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(c, CURLOPT_CONNECTTIMEOUT, 60L);
+    // A transfer that stalls for a minute is given up rather than hanging a batch.
+    curl_easy_setopt(c, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(c, CURLOPT_LOW_SPEED_TIME, 60L);
+    curl_easy_setopt(c, CURLOPT_WRITEFUNCTION, &OnDownloadData);
+    curl_easy_setopt(c, CURLOPT_WRITEDATA, &session);
+
+    session.Begin();
+    const CURLcode transfer = curl_easy_perform(c);
+    if (session.Failure() != kResultOk) return session.Failure();
+    if (transfer != CURLE_OK) {
+        session.Fail(transfer == CURLE_FILE_COULDNT_READ_FILE ? kResultNotFound : kResultDownloadFailed);
+        return session.Failure();
+    }
+    return session.Finish();
+}
+
+}  // namespace morvane

@@ -1,0 +1,74 @@
+// The XML reader: one synchronous parse per file name or URL, delivering
+// SAX events with local names. Built on expat (parsing) and libcurl (URLs).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace morvane {
+
+// 32-bit result codes of the reader; 0 is success.
+using ResultCode = std::uint32_t;
+inline constexpr ResultCode kResultOk = 0;
+inline constexpr ResultCode kResultFailed = 0x80004005;
+inline constexpr ResultCode kResultOutOfMemory = 0x8007000E;
+inline constexpr ResultCode kResultNotFound = 0x800C0005;
+inline constexpr ResultCode kResultDownloadFailed = 0x800C0008;
+// A malformed document: this base plus expat's error number.
+inline constexpr ResultCode kResultMalformed = 0xC00CE000;
+// A result that the driver reports on the console. The reader never gives it.
+inline constexpr ResultCode kResultParseAborted = 0x800400CA;
+
+// The attributes of one start tag, valid only during the startElement call.
+class AttributeList {
+public:
+    virtual ~AttributeList() = default;
+    // Finds an attribute in no namespace by its local name. The value is
+    // UTF-8 and stays valid during the startElement call.
+    virtual bool GetValueFromName(std::string_view localName, std::string_view& value) const = 0;
+};
+
+// What the reader calls while it parses. Names and text are UTF-8; an
+// element name is its local name, without namespace or prefix.
+class SaxContentHandler {
+public:
+    virtual ~SaxContentHandler() = default;
+    virtual ResultCode startDocument() = 0;
+    virtual ResultCode endDocument() = 0;
+    virtual ResultCode startElement(std::string_view localName, const AttributeList& attributes) = 0;
+    virtual ResultCode endElement(std::string_view localName) = 0;
+    virtual ResultCode characters(const char* chars, std::size_t count) = 0;
+};
+
+// True for the names that are fetched as URLs rather than opened as files.
+bool IsUrl(std::string_view name);
+
+class XmlReader {
+public:
+    XmlReader();
+    XmlReader(const XmlReader&) = delete;
+    XmlReader& operator=(const XmlReader&) = delete;
+
+    ResultCode PutContentHandler(SaxContentHandler* handler);
+    // No error handler is ever installed; clearing it always succeeds.
+    ResultCode PutErrorHandler(std::nullptr_t);
+
+    // Parses a local file, or an http://, https:// or file:// URL, streaming
+    // it into the parser. Events arrive on this thread before it returns.
+    // endDocument is delivered only when the whole document was well formed.
+    ResultCode ParseUrl(const std::string& name);
+
+    // Parses a document held in memory, handed to the parser in pieces of
+    // at most chunkSize bytes (0: all at once).
+    ResultCode ParseBuffer(std::string_view document, std::size_t chunkSize = 0);
+
+private:
+    ResultCode ParseFile(const std::string& path);
+    ResultCode ParseDownload(const std::string& url);
+
+    SaxContentHandler* handler_ = nullptr;
+};
+
+}  // namespace morvane

@@ -1,0 +1,120 @@
+// The family of output nodes. Everything that reaches the X3D file is
+// written by a node; most parsed records are nodes too, whether or not they
+// are ever written. A node is written at most once in full: its first Write
+// sets Written, and a node that supports reuse writes a USE form after that.
+#pragma once
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "nodes/transform_values.h"
+
+namespace morvane {
+
+class ColladaReader;
+class MeshNode;
+
+// Writes `count` tab characters; nothing for zero or less.
+void WriteTabs(std::FILE* stream, int count);
+
+class X3dNode {
+public:
+    X3dNode() = default;
+    explicit X3dNode(ColladaReader* document) : Document(document) {}
+    virtual ~X3dNode() = default;
+    X3dNode(const X3dNode&) = default;
+    X3dNode& operator=(const X3dNode&) = default;
+
+    // Produces the node's whole text; the base leaves `out` unchanged.
+    virtual void Format(std::string& out);
+    // Writes `indent` tabs and the Format text; no line end of its own.
+    virtual void Write(std::FILE* stream, int indent);
+
+    bool Written = false;
+    // The document being converted, for the lists and flags a writer reads.
+    ColladaReader* Document = nullptr;
+};
+
+class NamedNode : public X3dNode {
+public:
+    using X3dNode::X3dNode;
+    void Write(std::FILE* stream, int indent) override;
+
+    std::string Name;
+};
+
+class MatrixNode : public X3dNode {
+public:
+    // True when none of the three diagonal elements is 0.0.
+    bool IsScalable() const;
+
+    // Row after row, as in the document text.
+    std::array<double, 16> Elements{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+};
+
+// All meshes of a document, in the order of their creation. The mesh being
+// filled is always the last one.
+class MeshLibrary : public X3dNode {
+public:
+    explicit MeshLibrary(ColladaReader* document);
+    ~MeshLibrary() override;
+
+    // Creates a mesh for a primitive element and appends it. The crease
+    // angle is given in degrees.
+    MeshNode& AddMesh(const std::string& geometryName, const std::string& materialName, int kind,
+                      float creaseAngleDegrees);
+    // The next mesh after `after` (from the first when null) whose
+    // GeometryName equals `name`; null when there is none.
+    MeshNode* FindNext(const std::string& name, const MeshNode* after) const;
+
+    std::vector<std::unique_ptr<MeshNode>> Children;
+};
+
+struct MaterialBinding {
+    std::string Symbol;
+    std::string Target;
+};
+
+class ShapeNode : public X3dNode {
+public:
+    ShapeNode(ColladaReader* document, std::string name);
+
+    // The id of the instanced geometry.
+    std::string Name;
+    std::vector<MaterialBinding> MaterialBindings;
+    // Position of the write loop over the geometry's meshes.
+    MeshNode* CurrentMesh = nullptr;
+};
+
+// One COLLADA node, or one of the two roots of a document.
+class TransformNode : public X3dNode {
+public:
+    TransformNode(std::string name, ColladaReader* document);
+    ~TransformNode() override;
+
+    // The first ShapeNode among Instances with this Name, or null.
+    ShapeNode* FindInstance(const std::string& name) const;
+    // Searches below this node, breadth of each level before depth: the
+    // direct children first, then each child's subtree in order. The
+    // node's own name is not compared.
+    TransformNode* FindDescendant(const std::string& name);
+
+    std::vector<std::unique_ptr<TransformNode>> Children;
+    std::string Name;
+    MatrixNode Matrix;
+    Vector3 Translation;
+    Vector3 Scale{1.0, 1.0, 1.0};
+    AxisAngle Rotation{1.0, 0.0, 0.0, 0.0};
+    AxisAngle RotateX{1.0, 0.0, 0.0, 0.0};
+    AxisAngle RotateY{0.0, 1.0, 0.0, 0.0};
+    AxisAngle RotateZ{0.0, 0.0, 1.0, 0.0};
+    // Shapes, viewpoints and lights of this node, not owned.
+    std::vector<X3dNode*> Instances;
+    // Ids of the library nodes that this node instances.
+    std::vector<std::string> NodeInstances;
+};
+
+}  // namespace morvane

@@ -1,0 +1,49 @@
+// Helpers shared by the tests: documents parsed through the real reader and
+// dispatch, output captured from a node's Write, scratch directories.
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "events/central_object.h"
+#include "events/xml_reader.h"
+
+namespace morvane::test {
+
+// Parses `xml` into `converter` (startDocument to endDocument, so the
+// converter's Write runs at the end when it has an OutputFileName).
+ResultCode ParseDocument(ColladaReader& converter, const std::string& xml, std::size_t chunkSize = 0);
+
+// What `write` puts into a stream.
+std::string CaptureOutput(const std::function<void(std::FILE*)>& write);
+
+std::string ReadFile(const std::filesystem::path& path);
+void WriteFile(const std::filesystem::path& path, const std::string& content);
+
+// A fresh directory, removed with everything in it when the object goes.
+class ScratchDirectory {
+public:
+    ScratchDirectory();
+    ~ScratchDirectory();
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+    const std::filesystem::path& Path() const { return path_; }
+    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+
+private:
+    std::filesystem::path path_;
+};
+
+// Runs the built morvane in `directory` with `args`, feeding `input` to its
+// standard input; gives its exit code and what it printed.
+struct RunResult {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<std::string>& args,
+                     const std::string& input = "");
+
+}  // namespace morvane::test

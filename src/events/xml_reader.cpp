@@ -149,6 +149,8 @@ private:
             step();
         } catch (const std::bad_alloc&) {
             Stop(kResultOutOfMemory);
+        } catch (const UnreadableDocument&) {
+            Stop(kResultMalformed + XML_ERROR_ABORTED);
         } catch (...) {
             Stop(kResultFailed);
         }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,13 @@ inline constexpr ResultCode kResultDownloadFailed = 0x800C0008;
 inline constexpr ResultCode kResultMalformed = 0xC00CE000;
 // A result that the driver reports on the console. The reader never gives it.
 inline constexpr ResultCode kResultParseAborted = 0x800400CA;
+
+// Thrown by a content handler that finds the document unreadable: the parse
+// stops and fails like one of a malformed document.
+class UnreadableDocument : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 // The attributes of one start tag, valid only during the startElement call.
 class AttributeList {

@@ -1,6 +1,9 @@
 #include "test_support.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <stdlib.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -71,7 +74,8 @@ RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<s
                      const std::string& input) {
     ScratchDirectory io;
     WriteFile(io / "stdin", input);
-    std::string command = "cd " + Quote(directory.string()) + " && " + Quote(MORVANE_BINARY);
+        // A hang shows as a failure (exit code 124) instead of stalling the suite.
+    std::string command = "cd " + Quote(directory.string()) + " && timeout 300 " + Quote(MORVANE_BINARY);
     for (const std::string& arg : args) command += " " + Quote(arg);
     command += " < " + Quote((io / "stdin").string()) + " > " + Quote((io / "stdout").string()) + " 2> " +
                Quote((io / "stderr").string());
@@ -81,6 +85,59 @@ RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<s
     result.out = ReadFile(io / "stdout");
     result.err = ReadFile(io / "stderr");
     return result;
+}
+
+LocalHttpServer::LocalHttpServer(std::map<std::string, std::string> responses) : responses_(std::move(responses)) {
+    listener_ = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = 0;
+    if (bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(listener_, 8) != 0) {
+        throw std::runtime_error("cannot listen on the loopback interface");
+    }
+    socklen_t length = sizeof address;
+    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
+    port_ = ntohs(address.sin_port);
+    thread_ = std::thread([this] { Serve(); });
+}
+
+LocalHttpServer::~LocalHttpServer() {
+    stopping_ = true;
+    shutdown(listener_, SHUT_RDWR);
+    close(listener_);
+    thread_.join();
+}
+
+std::string LocalHttpServer::Url(const std::string& path) const {
+    return "http://127.0.0.1:" + std::to_string(port_) + path;
+}
+
+void LocalHttpServer::Serve() {
+    while (!stopping_) {
+        const int client = accept(listener_, nullptr, nullptr);
+        if (client < 0) return;
+        std::string request;
+        char buffer[4096];
+        while (request.find("\r\n\r\n") == std::string::npos) {
+            const ssize_t got = recv(client, buffer, sizeof buffer, 0);
+            if (got <= 0) break;
+            request.append(buffer, static_cast<std::size_t>(got));
+        }
+        ++requests_;
+        const std::size_t pathStart = request.find(' ') + 1;
+        const std::string path = request.substr(pathStart, request.find(' ', pathStart) - pathStart);
+        auto found = responses_.find(path);
+        const std::string response =
+            found != responses_.end() ? found->second : "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
+        send(client, response.data(), response.size(), MSG_NOSIGNAL);
+        close(client);
+    }
+}
+
+std::string HttpOk(const std::string& body) {
+    return "HTTP/1.1 200 OK\r\nContent-Type: model/vnd.collada+xml\r\nContent-Length: " +
+           std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
 }
 
 }  // namespace morvane::test

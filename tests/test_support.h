@@ -4,8 +4,12 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <atomic>
 #include <functional>
+#include <map>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "events/central_object.h"
 #include "events/xml_reader.h"
@@ -45,5 +49,30 @@ struct RunResult {
 };
 RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<std::string>& args,
                      const std::string& input = "");
+
+// A small HTTP server on the loopback interface that answers a fixed set of
+// paths (anything else: 404) and stops when the object goes.
+class LocalHttpServer {
+public:
+    explicit LocalHttpServer(std::map<std::string, std::string> responses);
+    ~LocalHttpServer();
+    LocalHttpServer(const LocalHttpServer&) = delete;
+    LocalHttpServer& operator=(const LocalHttpServer&) = delete;
+    std::string Url(const std::string& path) const;
+    int Requests() const { return requests_; }
+
+private:
+    void Serve();
+
+    std::map<std::string, std::string> responses_;
+    int listener_ = -1;
+    int port_ = 0;
+    std::atomic<bool> stopping_{false};
+    std::atomic<int> requests_{0};
+    std::thread thread_;
+};
+
+// A whole 200 response carrying `body`.
+std::string HttpOk(const std::string& body);
 
 }  // namespace morvane::test

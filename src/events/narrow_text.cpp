@@ -27,8 +27,9 @@ void AppendNarrowed(std::string& target, const char* utf8, std::size_t count) {
         target.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(run - bytes));
         bytes = run;
         if (bytes == end) break;
-        const std::size_t length = std::min<std::size_t>(SequenceLength(*bytes), static_cast<std::size_t>(end - bytes));
-        if (length == 2) {
+        const std::size_t full = SequenceLength(*bytes);
+        const std::size_t length = std::min<std::size_t>(full, static_cast<std::size_t>(end - bytes));
+        if (full == 2 && length == 2) {
             const unsigned codePoint = ((bytes[0] & 0x1Fu) << 6) | (bytes[1] & 0x3Fu);
             target.push_back(codePoint <= 0xFF ? static_cast<char>(codePoint) : '?');
         } else {

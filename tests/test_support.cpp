@@ -74,7 +74,7 @@ RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<s
                      const std::string& input) {
     ScratchDirectory io;
     WriteFile(io / "stdin", input);
-        // A hang shows as a failure (exit code 124) instead of stalling the suite.
+    // A hang shows as a failure (exit code 124) instead of stalling the suite.
     std::string command = "cd " + Quote(directory.string()) + " && timeout 300 " + Quote(MORVANE_BINARY);
     for (const std::string& arg : args) command += " " + Quote(arg);
     command += " < " + Quote((io / "stdin").string()) + " > " + Quote((io / "stdout").string()) + " 2> " +

@@ -94,6 +94,10 @@ public:
     // Opens OutputFile for writing: 0, or 0x80004005 if it can't be opened.
     virtual ResultCode OpenOutput(const std::string& name);
 
+    // The node that scene elements attach to: the top of NodeStack, or null
+    // while no library element has opened.
+    TransformNode* CurrentNode() const { return NodeStack.empty() ? nullptr : NodeStack.back(); }
+
     // Creates a per-document node that lives until the next document starts.
     template <class T, class... Args>
     T* MakeNode(Args&&... args) {

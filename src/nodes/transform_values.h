@@ -2,7 +2,16 @@
 // and axis-angle (or quaternion) quadruples.
 #pragma once
 
+#include <string>
+
 namespace morvane {
+
+// 3.1415927 / 180, the factor that turns stored degrees into written radians.
+inline constexpr double kDegreesToRadians = 0.01745329277777778;
+
+// Numbers as the writer prints them: "%lg" each, one blank between.
+std::string FormatNumbers(double a, double b, double c);
+std::string FormatNumbers(double a, double b, double c, double d);
 
 struct Vector3 {
     double X = 0.0;
@@ -16,6 +25,12 @@ struct AxisAngle {
     double Y = 1.0;
     double Z = 0.0;
     double W = 0.0;
+
+    // Divides all four by the length, unless the length is 0.
+    void Normalise();
+    // Turns a quaternion into an axis and an angle in radians, in place. Only
+    // a real part above 1 is normalised first.
+    void QuaternionToAxisAngle();
 };
 
 }  // namespace morvane

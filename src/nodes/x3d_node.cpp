@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "events/central_object.h"
 #include "geometry/mesh_node.h"
 
 namespace morvane {
@@ -47,6 +48,36 @@ TransformNode::TransformNode(std::string name, ColladaReader* document)
     : X3dNode(document), Name(std::move(name)) {}
 
 TransformNode::~TransformNode() = default;
+
+void TransformNode::Write(std::FILE* stream, int indent) {
+    std::fflush(stream);
+    WriteTabs(stream, indent);
+    if (Written) {
+        std::fprintf(stream, "\t\t\t<Transform containerField='children' USE='%s'/>\n", Name.c_str());
+        return;
+    }
+    Written = true;
+    std::fputs("<Transform", stream);
+    if (!Name.empty()) std::fprintf(stream, " DEF='%s'", Name.c_str());
+    if (Matrix.IsScalable()) std::fprintf(stream, " scale='%s'", ScaleText().c_str());
+    const bool upAxisIsZ = Document != nullptr && Document->UpAxisIsZ;
+    std::fprintf(stream, " translation='%s'", TranslationText(upAxisIsZ).c_str());
+    std::fprintf(stream, " rotation='%s'", RotationText().c_str());
+    std::fputs(" containerField='children'>\n", stream);
+
+    for (X3dNode* instance : Instances) instance->Write(stream, indent + 1);
+    if (Document != nullptr && Document->LibraryRoot) {
+        for (const std::string& id : NodeInstances) {
+            if (TransformNode* shared = Document->LibraryRoot->FindDescendant(id)) shared->Write(stream, indent + 1);
+        }
+    }
+    for (const auto& child : Children) {
+        child->Write(stream, indent + 1);
+        std::fputs("+", stdout);
+    }
+    WriteTabs(stream, indent);
+    std::fputs("</Transform>\n", stream);
+}
 
 ShapeNode* TransformNode::FindInstance(const std::string& name) const {
     for (X3dNode* instance : Instances) {

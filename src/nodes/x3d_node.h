@@ -51,6 +51,13 @@ public:
     // True when none of the three diagonal elements is 0.0.
     bool IsScalable() const;
 
+    // The matrix side of the three Transform attribute texts.
+    std::string ScaleText() const;
+    std::string TranslationText(bool upAxisIsZ) const;
+    std::string RotationText() const;
+    // The rotation of the upper left block as a quaternion, scale included.
+    void ToQuaternion(AxisAngle& out) const;
+
     // Row after row, as in the document text.
     std::array<double, 16> Elements{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 };
@@ -94,6 +101,13 @@ class TransformNode : public X3dNode {
 public:
     TransformNode(std::string name, ColladaReader* document);
     ~TransformNode() override;
+    void Write(std::FILE* stream, int indent) override;
+
+    // The texts of the scale, translation and rotation attributes: each from
+    // the matrix or from the fields, by a test of its own.
+    std::string ScaleText() const;
+    std::string TranslationText(bool upAxisIsZ) const;
+    std::string RotationText() const;
 
     // The first ShapeNode among Instances with this Name, or null.
     ShapeNode* FindInstance(const std::string& name) const;

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "nodes/x3d_node.h"
 
@@ -20,15 +21,20 @@ public:
 class DirectionalLightNode : public LightNode {
 public:
     using LightNode::LightNode;
+    void Write(std::FILE* stream, int indent) override;
 };
 
 class PointLightNode : public LightNode {
 public:
     using LightNode::LightNode;
+    void Write(std::FILE* stream, int indent) override;
 
     double ConstantAttenuation = 1.0;
     double LinearAttenuation = 0.0;
     double QuadraticAttenuation = 0.0;
 };
+
+// The first light whose Id equals `id`, or null.
+LightNode* FindLight(const std::vector<LightNode*>& lights, const std::string& id);
 
 }  // namespace morvane

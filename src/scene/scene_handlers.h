@@ -1,6 +1,8 @@
 // Handlers of the asset, the node tree, instances, cameras and lights.
 #pragma once
 
+#include <string>
+
 #include "events/tag_handler.h"
 
 namespace morvane {
@@ -33,6 +35,7 @@ public:
 class AuthoringToolHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <created>
@@ -63,30 +66,39 @@ public:
 class UnitHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <up_axis>
 class UpAxisHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <library_nodes>
 class LibraryNodesHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <node>
 class NodeHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+    bool End(const std::string& name) override;
 };
 
 // <instance_geometry>
 class InstanceGeometryHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+
+    // The reference of the latest instance_geometry; instance_material reads it.
+    std::string Url;
 };
 
 // <bind_material>
@@ -111,36 +123,51 @@ public:
 class MatrixHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <rotate>
 class RotateHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+    bool End(const std::string& name) override;
+
+    std::string Sid;
 };
 
 // <translate>
 class TranslateHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+    bool End(const std::string& name) override;
+
+    std::string Sid;
 };
 
 // <scale>
 class ScaleHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+    bool End(const std::string& name) override;
+
+    std::string Sid;
 };
 
 // <instance_node>
 class InstanceNodeHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <library_visual_scenes>
 class LibraryVisualScenesHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <visual_scene>
@@ -171,6 +198,7 @@ public:
 class CameraHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <optics>
@@ -189,78 +217,94 @@ public:
 class XfovHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <yfov>
 class YfovHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <znear>
 class ZnearHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <zfar>
 class ZfarHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <instance_camera>
 class InstanceCameraHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <library_lights>
 class LibraryLightsHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <light>
 class LightHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+
+    std::string Id;
+    std::string Name;
 };
 
 // <directional>
 class DirectionalHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <point>
 class PointHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <constant_attenuation>
 class ConstantAttenuationHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <linear_attenuation>
 class LinearAttenuationHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <quadratic_attenuation>
 class QuadraticAttenuationHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool End(const std::string& name) override;
 };
 
 // <instance_light>
 class InstanceLightHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 }  // namespace morvane

@@ -1,0 +1,279 @@
+#include "scene/scene_handlers.h"
+
+#include <span>
+
+#include "events/central_object.h"
+#include "events/number_text.h"
+#include "scene/light_nodes.h"
+#include "scene/viewpoint_node.h"
+
+namespace morvane {
+
+// ---- Asset ----
+
+bool AuthoringToolHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    // Substring tests, so that any tool name holding these letters counts.
+    if (Text.find("Maya") != std::string::npos) Owner().ToolIsMaxOrMaya = true;
+    if (Text.find("Max") != std::string::npos) Owner().ToolIsMaxOrMaya = true;
+    if (Text.find("SketchUp") != std::string::npos) Owner().ToolIsSketchUp = true;
+    return true;
+}
+
+bool UnitHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    if (Owner().IsTagOpen("asset")) ScanDoubles(GetAttribute(attributes, "meter"), std::span(&Owner().UnitScale, 1));
+    return true;
+}
+
+bool UpAxisHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    if (Text == "Z_UP") Owner().UpAxisIsZ = true;
+    return true;
+}
+
+// ---- Node tree ----
+
+namespace {
+
+void SelectRoot(ColladaReader& reader, TransformNode* root) {
+    reader.NodeStack.assign(1, root);
+    reader.NodeDepth = 0;
+}
+
+}  // namespace
+
+bool LibraryVisualScenesHandler::Start(const std::string& name, const AttributeList&) {
+    if (!MatchStart(name)) return false;
+    SelectRoot(Owner(), Owner().SceneRoot.get());
+    return true;
+}
+
+bool LibraryNodesHandler::Start(const std::string& name, const AttributeList&) {
+    if (!MatchStart(name)) return false;
+    SelectRoot(Owner(), Owner().LibraryRoot.get());
+    return true;
+}
+
+bool NodeHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    ColladaReader& reader = Owner();
+    TransformNode* parent = reader.CurrentNode();
+    if (parent == nullptr) return true;
+    parent->Children.push_back(std::make_unique<TransformNode>(GetAttribute(attributes, "id"), &reader));
+    reader.NodeStack.push_back(parent->Children.back().get());
+    ++reader.NodeDepth;
+    return true;
+}
+
+bool NodeHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    ColladaReader& reader = Owner();
+    if (!reader.NodeStack.empty()) {
+        reader.NodeStack.pop_back();
+        --reader.NodeDepth;
+    }
+    return true;
+}
+
+bool MatrixHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    TransformNode* node = Owner().CurrentNode();
+    if (node == nullptr) return true;
+    auto& elements = node->Matrix.Elements;
+    ScanDoubles(Text, elements);
+    // The translation column is a length, in document units.
+    for (int i : {3, 7, 11}) elements[i] *= Owner().UnitScale;
+    return true;
+}
+
+namespace {
+
+bool StartTransformElement(TagHandler& handler, std::string& sid, const std::string& name,
+                           const AttributeList& attributes) {
+    if (!handler.MatchStart(name)) return false;
+    sid = GetAttribute(attributes, "sid");
+    return true;
+}
+
+// The node a transform element stores into: only inside an open node.
+TransformNode* TransformTarget(const ColladaReader& reader) {
+    return reader.IsTagOpen("node") ? reader.CurrentNode() : nullptr;
+}
+
+}  // namespace
+
+bool RotateHandler::Start(const std::string& name, const AttributeList& attributes) {
+    return StartTransformElement(*this, Sid, name, attributes);
+}
+
+bool RotateHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    TransformNode* node = TransformTarget(Owner());
+    if (node == nullptr) return true;
+    double values[4] = {0.0, 1.0, 0.0, 0.0};
+    ScanDoubles(Text, values);
+    const AxisAngle rotation{values[0], values[1], values[2], values[3]};
+    // The sid alone picks the field; the axis in the text is kept as written.
+    if (Sid == "rotateX") node->RotateX = rotation;
+    if (Sid == "rotateY") node->RotateY = rotation;
+    if (Sid == "rotateZ") node->RotateZ = rotation;
+    return true;
+}
+
+bool TranslateHandler::Start(const std::string& name, const AttributeList& attributes) {
+    return StartTransformElement(*this, Sid, name, attributes);
+}
+
+bool TranslateHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    TransformNode* node = TransformTarget(Owner());
+    if (node == nullptr) return true;
+    Vector3& t = node->Translation;
+    double values[3] = {t.X, t.Y, t.Z};
+    ScanDoubles(Text, values);
+    const double scale = Owner().UnitScale;
+    t = {values[0] * scale, values[1] * scale, values[2] * scale};
+    return true;
+}
+
+bool ScaleHandler::Start(const std::string& name, const AttributeList& attributes) {
+    return StartTransformElement(*this, Sid, name, attributes);
+}
+
+bool ScaleHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    TransformNode* node = TransformTarget(Owner());
+    if (node == nullptr) return true;
+    Vector3& s = node->Scale;
+    double values[3] = {s.X, s.Y, s.Z};
+    ScanDoubles(Text, values);
+    s = {values[0], values[1], values[2]};
+    return true;
+}
+
+// ---- Instances ----
+
+bool InstanceGeometryHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    Url = GetReference(attributes, "url");
+    ColladaReader& reader = Owner();
+    if (TransformNode* node = reader.CurrentNode()) node->Instances.push_back(reader.MakeNode<ShapeNode>(&reader, Url));
+    return true;
+}
+
+bool InstanceNodeHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    if (TransformNode* node = Owner().CurrentNode()) node->NodeInstances.push_back(GetReference(attributes, "url"));
+    return true;
+}
+
+// ---- Cameras ----
+
+bool CameraHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    Owner().CurrentCamera.Name = GetAttribute(attributes, "name");
+    Owner().CurrentCamera.Id = GetAttribute(attributes, "id");
+    return true;
+}
+
+namespace {
+
+bool ScanCameraValue(TagHandler& handler, const std::string& name, double ViewpointNode::*field) {
+    if (!handler.MatchEnd(name)) return false;
+    ScanDoubles(handler.Text, std::span(&(handler.Owner().CurrentCamera.*field), 1));
+    return true;
+}
+
+}  // namespace
+
+bool XfovHandler::End(const std::string& name) { return ScanCameraValue(*this, name, &ViewpointNode::XFov); }
+bool YfovHandler::End(const std::string& name) { return ScanCameraValue(*this, name, &ViewpointNode::YFov); }
+bool ZnearHandler::End(const std::string& name) { return ScanCameraValue(*this, name, &ViewpointNode::ZNear); }
+bool ZfarHandler::End(const std::string& name) { return ScanCameraValue(*this, name, &ViewpointNode::ZFar); }
+
+bool InstanceCameraHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    ColladaReader& reader = Owner();
+    TransformNode* node = reader.CurrentNode();
+    if (node == nullptr) return true;
+    auto* viewpoint = reader.MakeNode<ViewpointNode>(&reader);
+    viewpoint->Name = GetReference(attributes, "url");
+    node->Instances.push_back(viewpoint);
+    return true;
+}
+
+// ---- Lights ----
+
+bool LibraryLightsHandler::Start(const std::string& name, const AttributeList&) {
+    if (!MatchStart(name)) return false;
+    Owner().Lights.clear();
+    return true;
+}
+
+bool LightHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    Id = GetAttribute(attributes, "id");
+    Name = GetAttribute(attributes, "name");
+    // A light kind that makes no node must not pass its colour to an earlier light.
+    Owner().CurrentLight = nullptr;
+    return true;
+}
+
+namespace {
+
+template <class Light>
+bool StartLight(TagHandler& handler, const std::string& name) {
+    if (!handler.MatchStart(name)) return false;
+    ColladaReader& reader = handler.Owner();
+    auto* light = reader.MakeNode<Light>(&reader);
+    reader.CurrentLight = light;
+    if (const auto* source = reader.FindHandlerAs<LightHandler>("light")) {
+        light->Name = source->Name;
+        light->Id = source->Id;
+    }
+    reader.Lights.push_back(light);
+    return true;
+}
+
+bool ScanAttenuation(TagHandler& handler, const std::string& name, double PointLightNode::*field) {
+    if (!handler.MatchEnd(name)) return false;
+    ColladaReader& reader = handler.Owner();
+    auto* light = dynamic_cast<PointLightNode*>(reader.CurrentLight);
+    if (light != nullptr && reader.IsTagOpen("light") && reader.IsTagOpen("point")) {
+        ScanDoubles(handler.Text, std::span(&(light->*field), 1));
+    }
+    return true;
+}
+
+}  // namespace
+
+bool DirectionalHandler::Start(const std::string& name, const AttributeList&) {
+    return StartLight<DirectionalLightNode>(*this, name);
+}
+
+bool PointHandler::Start(const std::string& name, const AttributeList&) {
+    return StartLight<PointLightNode>(*this, name);
+}
+
+bool ConstantAttenuationHandler::End(const std::string& name) {
+    return ScanAttenuation(*this, name, &PointLightNode::ConstantAttenuation);
+}
+bool LinearAttenuationHandler::End(const std::string& name) {
+    return ScanAttenuation(*this, name, &PointLightNode::LinearAttenuation);
+}
+bool QuadraticAttenuationHandler::End(const std::string& name) {
+    return ScanAttenuation(*this, name, &PointLightNode::QuadraticAttenuation);
+}
+
+bool InstanceLightHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    ColladaReader& reader = Owner();
+    const std::string id = GetReference(attributes, "url");
+    LightNode* light = FindLight(reader.Lights, id);
+    if (light == nullptr) return true;
+    if (TransformNode* node = reader.CurrentNode()) node->Instances.push_back(light);
+    return true;
+}
+
+}  // namespace morvane

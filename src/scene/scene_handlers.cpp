@@ -125,32 +125,32 @@ bool TranslateHandler::Start(const std::string& name, const AttributeList& attri
     return StartTransformElement(*this, Sid, name, attributes);
 }
 
-bool TranslateHandler::End(const std::string& name) {
-    if (!MatchEnd(name)) return false;
-    TransformNode* node = TransformTarget(Owner());
+namespace {
+
+// Scans up to three numbers straight into the field, then applies the
+// factor to all three: translations are lengths, scales are not.
+bool StoreVector(TagHandler& handler, const std::string& name, Vector3 TransformNode::*field, double factor) {
+    if (!handler.MatchEnd(name)) return false;
+    TransformNode* node = TransformTarget(handler.Owner());
     if (node == nullptr) return true;
-    Vector3& t = node->Translation;
-    double values[3] = {t.X, t.Y, t.Z};
-    ScanDoubles(Text, values);
-    const double scale = Owner().UnitScale;
-    t = {values[0] * scale, values[1] * scale, values[2] * scale};
+    Vector3& v = node->*field;
+    double values[3] = {v.X, v.Y, v.Z};
+    ScanDoubles(handler.Text, values);
+    v = {values[0] * factor, values[1] * factor, values[2] * factor};
     return true;
+}
+
+}  // namespace
+
+bool TranslateHandler::End(const std::string& name) {
+    return StoreVector(*this, name, &TransformNode::Translation, Owner().UnitScale);
 }
 
 bool ScaleHandler::Start(const std::string& name, const AttributeList& attributes) {
     return StartTransformElement(*this, Sid, name, attributes);
 }
 
-bool ScaleHandler::End(const std::string& name) {
-    if (!MatchEnd(name)) return false;
-    TransformNode* node = TransformTarget(Owner());
-    if (node == nullptr) return true;
-    Vector3& s = node->Scale;
-    double values[3] = {s.X, s.Y, s.Z};
-    ScanDoubles(Text, values);
-    s = {values[0], values[1], values[2]};
-    return true;
-}
+bool ScaleHandler::End(const std::string& name) { return StoreVector(*this, name, &TransformNode::Scale, 1.0); }
 
 // ---- Instances ----
 

@@ -35,30 +35,32 @@ TEST(Dispatch, EveryKnownElementHasOneHandlerInListOrder) {
     EXPECT_FALSE(converter.IsTagOpen("unknown"));
 }
 
-TEST(Dispatch, NamesMatchWholeAndWithCase) {
+// The Text that one handler holds after the document has been read.
+std::string TextAfter(const std::string& xml, const char* element, std::size_t chunkSize = 0) {
     X3dConverter converter;
-    ParseDocument(converter, "<COLLADA><Author>upper</Author><authors>longer</authors><author>mine</author>"
-                             "</COLLADA>");
-    EXPECT_EQ(converter.FindHandler("author")->Text, "mine");
+    ParseDocument(converter, xml, chunkSize);
+    return converter.FindHandler(element)->Text;
+}
+
+TEST(Dispatch, NamesMatchWholeAndWithCase) {
+    EXPECT_EQ(TextAfter("<COLLADA><Author>upper</Author><authors>longer</authors><author>mine</author></COLLADA>",
+                        "author"),
+              "mine");
 }
 
 TEST(Dispatch, PrefixedElementsAreFoundByTheirLocalName) {
-    X3dConverter converter;
-    ParseDocument(converter, "<c:COLLADA xmlns:c='urn:x'><c:author>prefixed</c:author></c:COLLADA>");
-    EXPECT_EQ(converter.FindHandler("author")->Text, "prefixed");
+    EXPECT_EQ(TextAfter("<c:COLLADA xmlns:c='urn:x'><c:author>prefixed</c:author></c:COLLADA>", "author"),
+              "prefixed");
 }
 
 TEST(Dispatch, TextOfARepeatedElementIsTheLastOne) {
-    X3dConverter converter;
-    ParseDocument(converter, "<r><author>first</author><author>second</author></r>");
-    EXPECT_EQ(converter.FindHandler("author")->Text, "second");
+    EXPECT_EQ(TextAfter("<r><author>first</author><author>second</author></r>", "author"), "second");
 }
 
 TEST(Dispatch, TextSplitIntoManyRunsIsJoinedInOrder) {
-    X3dConverter converter;
     // One byte at a time makes the reader deliver the text in many runs.
-    ParseDocument(converter, "<r><comments>one &amp; two, caf\xC3\xA9</comments></r>", 1);
-    EXPECT_EQ(converter.FindHandler("comments")->Text, "one & two, caf\xE9");
+    EXPECT_EQ(TextAfter("<r><comments>one &amp; two, caf\xC3\xA9</comments></r>", "comments", 1),
+              "one & two, caf\xE9");
 }
 
 TEST(Dispatch, TextAfterAKnownChildIsDropped) {
@@ -69,9 +71,7 @@ TEST(Dispatch, TextAfterAKnownChildIsDropped) {
 }
 
 TEST(Dispatch, TextOfAnUnknownChildGoesToTheOpenParent) {
-    X3dConverter converter;
-    ParseDocument(converter, "<r><comments>a<b>bold</b>c</comments></r>");
-    EXPECT_EQ(converter.FindHandler("comments")->Text, "aboldc");
+    EXPECT_EQ(TextAfter("<r><comments>a<b>bold</b>c</comments></r>", "comments"), "aboldc");
 }
 
 TEST(Dispatch, TextStaysReadableAfterTheEndTag) {

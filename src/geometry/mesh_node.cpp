@@ -1,5 +1,6 @@
 #include "geometry/mesh_node.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <new>
 #include <utility>
@@ -30,11 +31,24 @@ void AppendWelded(PointList& target, const PointList& points, PointIndex& index,
 
 void FaceIndexList::CloseFace() {
     if (Indices.size() > kMaxEntries) throw std::bad_alloc();
-    ends_.push_back(static_cast<std::uint32_t>(Indices.size()));
+    const std::size_t end = Indices.size();
+    if (ends_.empty()) {
+        if (faces_ == 0) length_ = end;
+        if (end == (faces_ + 1) * length_) {
+            ++faces_;
+            return;
+        }
+        // The first face of another length: from now on ends are stored.
+        ends_.reserve(std::max(reservedFaces_, faces_ + 1));
+        for (std::size_t face = 1; face <= faces_; ++face) ends_.push_back(static_cast<std::uint32_t>(face * length_));
+    }
+    ends_.push_back(static_cast<std::uint32_t>(end));
+    ++faces_;
 }
 
 void FaceIndexList::Reserve(std::size_t faces, std::size_t indices) {
-    ends_.reserve(ends_.size() + faces);
+    reservedFaces_ = faces_ + faces;
+    if (!ends_.empty()) ends_.reserve(reservedFaces_);
     Indices.reserve(Indices.size() + indices);
 }
 

@@ -30,12 +30,14 @@ struct Facet {
 };
 
 // One index list per face, kept flat: the indices of all faces one after
-// the other, and where each face ends.
+// the other, and where each face ends. While every face has the same
+// length, as in a triangle mesh, the ends are implied and not stored.
 class FaceIndexList {
 public:
-    std::size_t FaceCount() const { return ends_.size(); }
-    bool Empty() const { return ends_.empty(); }
+    std::size_t FaceCount() const { return faces_; }
+    bool Empty() const { return faces_ == 0; }
     std::span<const std::int32_t> Face(std::size_t face) const {
+        if (ends_.empty()) return {Indices.data() + face * length_, length_};
         const std::size_t begin = face == 0 ? 0 : ends_[face - 1];
         return {Indices.data() + begin, ends_[face] - begin};
     }
@@ -48,6 +50,10 @@ public:
     std::vector<std::int32_t> Indices;
 
 private:
+    std::size_t faces_ = 0;
+    // The common length while faces are uniform; ends_ is empty until then.
+    std::size_t length_ = 0;
+    std::size_t reservedFaces_ = 0;
     std::vector<std::uint32_t> ends_;
 };
 

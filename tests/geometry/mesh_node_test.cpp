@@ -215,6 +215,25 @@ TEST(MeshWelding, LargeGridWeldsEveryRepeatedCorner) {
     EXPECT_EQ(FaceOf(mesh.CoordIndex, 1)[0], FaceOf(mesh.CoordIndex, 0)[1]);
 }
 
+TEST(FaceIndexList, FacesKeepTheirLengthsWhetherUniformOrNot) {
+    // Empty faces first, then a run of one length, then other lengths.
+    const std::vector<IntList> faces = {{}, {}, {1, 2, 3}, {4, 5, 6}, {7}, {}, {8, 9, 10}};
+    FaceIndexList list;
+    list.Reserve(2, 0);
+    for (std::size_t n = 0; n < faces.size(); ++n) {
+        for (std::int32_t index : faces[n]) list.Push(index);
+        list.CloseFace();
+        ASSERT_EQ(list.FaceCount(), n + 1);
+        for (std::size_t f = 0; f <= n; ++f) ASSERT_EQ(FaceOf(list, f), faces[f]) << "after " << n << ", face " << f;
+    }
+    FaceIndexList triangles;
+    for (std::int32_t i = 0; i < 9; ++i) {
+        triangles.Push(i);
+        if (i % 3 == 2) triangles.CloseFace();
+    }
+    EXPECT_EQ(FaceOf(triangles, 2), (IntList{6, 7, 8}));
+}
+
 TEST(MeshLibrary, CreaseAngleIsStoredInRadiansAsAFloat) {
     morvane::MeshLibrary library(nullptr);
     MeshNode& mesh = library.AddMesh("geo", "mat", MeshNode::kLineSet, 90.0f);

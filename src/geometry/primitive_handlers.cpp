@@ -67,12 +67,15 @@ struct Channel {
     }
 };
 
-Channel FindChannel(const ColladaReader& owner, const std::string& sourceId, std::int64_t offset, std::size_t width) {
+// Arrays are found by the convention that a source's array bears its id
+// followed by "-array"; a remainder short of a whole point is dropped.
+Channel FindChannel(const ColladaReader& owner, const std::string& sourceId, std::int64_t offset,
+                    std::size_t pointSize) {
     Channel channel;
     channel.Offset = offset;
     if (const FloatArray* array = FindFloatArray(owner.Sources, sourceId + "-array")) {
         channel.Values = &array->Values;
-        channel.Points = array->Values.size() / width;
+        channel.Points = array->Values.size() / pointSize;
     }
     return channel;
 }
@@ -89,8 +92,6 @@ public:
                  std::int32_t texcoordOffset)
         : owner_(owner), list_(list) {
         positions_ = FindChannel(owner, owner.PositionSourceId, vertexOffset, 3);
-        // The index of a position is read even where its array is missing.
-        positions_.Offset = vertexOffset;
         // A channel without a source id has no array, whatever the ids of the
         // arrays are.
         if (!normalSourceId.empty()) normals_ = FindChannel(owner, normalSourceId, normalOffset, 3);
@@ -106,8 +107,8 @@ public:
     }
 
     // Reads the corner whose tuple begins at `start`. kBeyondList means
-    // that its position slot lies past the list, and so does that of every
-    // later corner.
+    // that neither this corner nor any later one has a position slot inside
+    // the list, so a walk may stop reading there.
     Corner Read(std::int64_t start, Facet& facet, bool boundCorner) {
         if (positions_.Offset < 0) return Corner::kBeyondList;
         const std::int64_t slot = start + positions_.Offset;

@@ -1,0 +1,162 @@
+// The X3D element of a mesh: IndexedFaceSet for a face set, IndexedLineSet
+// for a line set.
+#include <cstdio>
+#include <string_view>
+
+#include "appearance/appearance_node.h"
+#include "events/central_object.h"
+#include "geometry/mesh_node.h"
+#include "geometry/text_output.h"
+
+namespace morvane {
+
+namespace {
+
+// A printf "%s" stops at the first NUL.
+std::string_view AsCString(const std::string& text) { return std::string_view(text.c_str()); }
+
+// Document axes go out as they are, or with Z up turned to the viewer's Y
+// up: x, z, -y.
+void PutPoint(TextOutput& out, const Point3& point, bool zUp) {
+    out.PutFixed(point.X);
+    out.Put(' ');
+    out.PutFixed(zUp ? point.Z : point.Y);
+    out.Put(' ');
+    out.PutFixed(zUp ? -point.Y : point.Z);
+    out.Put(",\n");
+}
+
+void PutPoints(TextOutput& out, const PointList& points, bool zUp, int tabs) {
+    for (const Point3& point : points) {
+        out.PutTabs(tabs);
+        PutPoint(out, point, zUp);
+    }
+}
+
+// One face's indices, each with a blank behind it and a line break behind
+// every 16th.
+void PutFaceIndices(TextOutput& out, std::span<const std::int32_t> face) {
+    for (std::size_t i = 0; i < face.size(); ++i) {
+        out.PutInt(face[i]);
+        out.Put(' ');
+        if ((i + 1) % 16 == 0) out.Put('\n');
+    }
+}
+
+// The faces of an index field of a face set; the last closes the quote.
+void PutIndexField(TextOutput& out, const FaceIndexList& faces, int indent) {
+    const std::size_t count = faces.FaceCount();
+    if (count == 0) {
+        // No face to close it: the quote stands on a line of its own.
+        out.PutTabs(indent + 2);
+        out.Put("'\n");
+        return;
+    }
+    for (std::size_t face = 0; face < count; ++face) {
+        out.PutTabs(indent + 2);
+        PutFaceIndices(out, faces.Face(face));
+        out.Put(face + 1 == count ? "-1'\n" : "-1\n");
+    }
+}
+
+}  // namespace
+
+void MeshNode::Write(std::FILE* stream, int indent) {
+    WriteTabs(stream, indent);
+    // A line set bears no DEF, so a later use writes it in full again.
+    if (Written && Kind != kLineSet) {
+        std::fprintf(stream, "<IndexedFaceSet USE='%s'/>\n", GeometryName.c_str());
+        return;
+    }
+    Written = true;
+    if (Kind == kFaceSet) {
+        WriteFaceSet(stream, indent);
+    } else if (Kind == kLineSet) {
+        WriteLineSet(stream, indent);
+    }
+}
+
+void MeshNode::WriteFaceSet(std::FILE* stream, int indent) {
+    const bool zUp = Document != nullptr && Document->UpAxisIsZ;
+    // Without an appearance the mesh counts as untextured.
+    const bool textured = Appearance != nullptr && !Appearance->DiffuseTexture.Texture.empty();
+    TextOutput out(stream);
+
+    out.Put("<IndexedFaceSet DEF='");
+    out.Put(AsCString(GeometryName));
+    out.Put("' containerField='geometry' creaseAngle='");
+    out.PutFixed(static_cast<double>(CreaseAngleRadians));
+    out.Put("' convex='false' solid='true' ccw='true'\n");
+
+    out.PutTabs(indent + 1);
+    out.Put("coordIndex='\n");
+    PutIndexField(out, CoordIndex, indent);
+    if (!Normals.empty()) {
+        out.PutTabs(indent + 1);
+        out.Put("normalIndex='\n");
+        PutIndexField(out, NormalIndex, indent);
+    }
+    if (textured) {
+        out.PutTabs(indent + 1);
+        out.Put("texCoordIndex='\n");
+        PutIndexField(out, TexCoordIndex, indent);
+    }
+    out.PutTabs(indent);
+    out.Put(">\n");
+
+    out.PutTabs(indent + 1);
+    out.Put("<Coordinate containerField='coord' point='\n");
+    PutPoints(out, Coordinates, zUp, indent + 2);
+    out.PutTabs(indent + 1);
+    out.Put("'/>\n");
+
+    if (!Normals.empty()) {
+        out.PutTabs(indent + 1);
+        out.Put("<Normal containerField='normal' vector='\n");
+        PutPoints(out, Normals, zUp, indent + 2);
+        out.PutTabs(indent + 1);
+        out.Put("'/>\n");
+    }
+    if (textured) {
+        out.PutTabs(indent + 1);
+        out.Put("<TextureCoordinate containerField='texCoord' point='\n");
+        // Texture coordinates have no axes to turn.
+        for (const Point3& point : TexCoords) {
+            out.PutTabs(indent + 2);
+            out.PutFixed(point.X);
+            out.Put(' ');
+            out.PutFixed(point.Y);
+            out.Put(",\n");
+        }
+        out.PutTabs(indent + 1);
+        out.Put("'/>\n");
+    }
+    out.PutTabs(indent);
+    out.Put("</IndexedFaceSet>\n");
+}
+
+void MeshNode::WriteLineSet(std::FILE* stream, int indent) {
+    const bool zUp = Document != nullptr && Document->UpAxisIsZ;
+    TextOutput out(stream);
+
+    out.Put("<IndexedLineSet  containerField='geometry'\n");
+    out.PutTabs(indent + 1);
+    out.Put("coordIndex='\n");
+    for (std::size_t face = 0; face < CoordIndex.FaceCount(); ++face) {
+        out.PutTabs(indent + 1);
+        PutFaceIndices(out, CoordIndex.Face(face));
+        out.Put("-1\n");
+    }
+    out.PutTabs(indent);
+    out.Put("'>\n");
+
+    out.PutTabs(indent + 1);
+    out.Put("<Coordinate containerField='coord' point='\n");
+    PutPoints(out, Coordinates, zUp, indent + 2);
+    out.PutTabs(indent + 1);
+    out.Put("'/>\n");
+    out.PutTabs(indent);
+    out.Put("</IndexedLineSet>\n");
+}
+
+}  // namespace morvane

@@ -1,0 +1,101 @@
+#include "geometry/point_index.h"
+
+#include <bit>
+#include <cmath>
+#include <new>
+
+namespace morvane {
+
+namespace {
+
+// Equal points must hash alike, so both zeros give the bits of +0.0.
+std::uint64_t ComponentBits(double value) {
+    if (value == 0.0) value = 0.0;
+    return std::bit_cast<std::uint64_t>(value);
+}
+
+std::uint64_t Mix(std::uint64_t h) {
+    h ^= h >> 33;
+    h *= 0xff51afd7ed558ccdull;
+    h ^= h >> 33;
+    h *= 0xc4ceb9fe1a85ec53ull;
+    h ^= h >> 33;
+    return h;
+}
+
+std::uint64_t HashPoint(const Point3& point) {
+    std::uint64_t h = ComponentBits(point.X);
+    h = (h ^ (h >> 29)) * 0x9e3779b97f4a7c15ull ^ ComponentBits(point.Y);
+    h = (h ^ (h >> 29)) * 0xbf58476d1ce4e5b9ull ^ ComponentBits(point.Z);
+    return Mix(h);
+}
+
+// Such a point equals no other, so the table never needs to hold it.
+bool HasNaN(const Point3& point) { return std::isnan(point.X) || std::isnan(point.Y) || std::isnan(point.Z); }
+
+}  // namespace
+
+std::uint32_t PointIndex::Weld(PointList& points, const Point3& point) {
+    while (covered_ < points.size()) Insert(points, static_cast<std::uint32_t>(covered_++));
+
+    // Indices are 32-bit in the table and in the face lists.
+    if (points.size() >= 0x7FFFFFFFu) throw std::bad_alloc();
+    if (HasNaN(point)) {
+        points.push_back(point);
+        covered_ = points.size();
+        return static_cast<std::uint32_t>(points.size() - 1);
+    }
+    if ((filled_ + 1) * 2 > slots_.size()) Grow(points);
+    std::uint32_t* slot = Probe(points, point);
+    if (*slot != kEmpty) return *slot;
+
+    const auto index = static_cast<std::uint32_t>(points.size());
+    points.push_back(point);
+    *slot = index;
+    ++filled_;
+    covered_ = points.size();
+    return index;
+}
+
+void PointIndex::Release() {
+    std::vector<std::uint32_t>().swap(slots_);
+    filled_ = 0;
+    covered_ = 0;
+}
+
+std::uint32_t* PointIndex::Probe(const PointList& points, const Point3& point) {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t at = static_cast<std::size_t>(HashPoint(point)) & mask;
+    // Triangular steps visit every slot of a power-of-two table.
+    for (std::size_t step = 1;; ++step) {
+        std::uint32_t& slot = slots_[at];
+        if (slot == kEmpty || PointsEqual(points[slot], point)) return &slot;
+        at = (at + step) & mask;
+    }
+}
+
+void PointIndex::Insert(const PointList& points, std::uint32_t index) {
+    const Point3& point = points[index];
+    if (HasNaN(point)) return;
+    if ((filled_ + 1) * 2 > slots_.size()) Grow(points);
+    std::uint32_t* slot = Probe(points, point);
+    // An equal point already there has the lower index and keeps the slot.
+    if (*slot != kEmpty) return;
+    *slot = index;
+    ++filled_;
+}
+
+void PointIndex::Grow(const PointList& points) {
+    std::vector<std::uint32_t> old;
+    old.swap(slots_);
+    slots_.assign(old.empty() ? 1024 : old.size() * 2, kEmpty);
+    const std::size_t mask = slots_.size() - 1;
+    for (std::uint32_t index : old) {
+        if (index == kEmpty) continue;
+        std::size_t at = static_cast<std::size_t>(HashPoint(points[index])) & mask;
+        for (std::size_t step = 1; slots_[at] != kEmpty; ++step) at = (at + step) & mask;
+        slots_[at] = index;
+    }
+}
+
+}  // namespace morvane

@@ -1,0 +1,38 @@
+// Finds a point again among the points of a list, by value: an
+// open-addressing table of indices into the list, kept beside it.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "geometry/point3.h"
+
+namespace morvane {
+
+class PointIndex {
+public:
+    // The index of the first point of `points` equal to `point`. When there
+    // is none, `point` is appended to `points` and its new index returned.
+    // Points appended to the list by other means since the last call are
+    // taken in first, so that the lowest index always wins.
+    std::uint32_t Weld(PointList& points, const Point3& point);
+
+    // Frees the table; a later Weld rebuilds it from the list.
+    void Release();
+
+private:
+    static constexpr std::uint32_t kEmpty = 0xFFFFFFFFu;
+
+    // The slot that holds a point equal to `point`, or the empty slot where
+    // it would go.
+    std::uint32_t* Probe(const PointList& points, const Point3& point);
+    void Insert(const PointList& points, std::uint32_t index);
+    void Grow(const PointList& points);
+
+    std::vector<std::uint32_t> slots_;
+    std::size_t filled_ = 0;
+    // How many points at the front of the list the table has seen.
+    std::size_t covered_ = 0;
+};
+
+}  // namespace morvane

@@ -1,0 +1,345 @@
+#include "geometry/primitive_handlers.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+#include "events/central_object.h"
+#include "events/number_text.h"
+#include "geometry/mesh_node.h"
+#include "geometry/source_arrays.h"
+
+namespace morvane {
+
+namespace {
+
+// How far a triangles count may run past its p list before the document is
+// taken for a hostile one rather than a sloppy one.
+constexpr std::int64_t kMaxMissingTriangles = 1000000;
+
+// Triangles print a progress mark every this many.
+constexpr std::int64_t kTrianglesPerMark = 128;
+
+MeshNode* LastMesh(ColladaReader& owner) {
+    if (!owner.MeshLibrary || owner.MeshLibrary->Children.empty()) return nullptr;
+    return owner.MeshLibrary->Children.back().get();
+}
+
+// Empties a list's text and gives its memory back: a p list can be the
+// largest thing in a document.
+void Release(std::string& text) { std::string().swap(text); }
+
+void TakeInts(TagHandler* handler, std::vector<std::int32_t>& out) {
+    if (handler == nullptr) {
+        TokenizeInts({}, out);
+        return;
+    }
+    TokenizeInts(handler->Text, out);
+    Release(handler->Text);
+}
+
+void AddFace(const ColladaReader& owner, MeshNode& mesh, const Facet& facet) {
+    if (owner.SmoothMeshes) {
+        mesh.AddFacetOptimized(facet);
+    } else {
+        mesh.AddFacet(facet);
+    }
+}
+
+void ExtendBounds(ColladaReader& owner, const Point3& point) {
+    const double values[3] = {point.X, point.Y, point.Z};
+    for (int k = 0; k < 3; ++k) {
+        // Both tests run: the first point of a document sets both corners.
+        if (values[k] < owner.BoundsMin[k]) owner.BoundsMin[k] = values[k];
+        if (values[k] > owner.BoundsMax[k]) owner.BoundsMax[k] = values[k];
+    }
+}
+
+// One channel of a primitive: the array its indices point into, and where
+// its index stands in a tuple. An array that is absent has no points.
+struct Channel {
+    const std::vector<float>* Values = nullptr;
+    std::size_t Points = 0;
+    std::int64_t Offset = -1;
+
+    bool Readable(std::int64_t slot, std::size_t listSize) const {
+        return Values != nullptr && Offset >= 0 && slot < static_cast<std::int64_t>(listSize);
+    }
+};
+
+// Arrays are found by the convention that a source's array bears its id
+// followed by "-array"; a remainder short of a whole point is dropped.
+Channel FindChannel(const ColladaReader& owner, const std::string& sourceId, std::int64_t offset,
+                    std::size_t pointSize) {
+    Channel channel;
+    channel.Offset = offset;
+    if (const FloatArray* array = FindFloatArray(owner.Sources, sourceId + "-array")) {
+        channel.Values = &array->Values;
+        channel.Points = array->Values.size() / pointSize;
+    }
+    return channel;
+}
+
+enum class Corner { kRead, kSkipped, kBeyondList };
+
+// Reads the corners of a primitive from its p list. A corner without a
+// readable position is skipped whole; a normal or texture coordinate that
+// cannot be read only leaves its channel without an entry.
+class CornerReader {
+public:
+    CornerReader(ColladaReader& owner, const std::vector<std::int32_t>& list, const std::string& normalSourceId,
+                 const std::string& texcoordSourceId, std::int32_t vertexOffset, std::int32_t normalOffset,
+                 std::int32_t texcoordOffset)
+        : owner_(owner), list_(list) {
+        positions_ = FindChannel(owner, owner.PositionSourceId, vertexOffset, 3);
+        // A channel without a source id has no array, whatever the ids of the
+        // arrays are.
+        if (!normalSourceId.empty()) normals_ = FindChannel(owner, normalSourceId, normalOffset, 3);
+        if (!texcoordSourceId.empty()) texCoords_ = FindChannel(owner, texcoordSourceId, texcoordOffset, 2);
+    }
+
+    bool HasNormals() const { return normals_.Values != nullptr && normals_.Offset >= 0; }
+    bool HasTexCoords() const { return texCoords_.Values != nullptr && texCoords_.Offset >= 0; }
+
+    // Extends the bounds by every whole point of the position array.
+    void BoundAllPositions() {
+        for (std::size_t i = 0; i < positions_.Points; ++i) ExtendBounds(owner_, Position(i));
+    }
+
+    // Reads the corner whose tuple begins at `start`. kBeyondList means
+    // that neither this corner nor any later one has a position slot inside
+    // the list, so a walk may stop reading there.
+    Corner Read(std::int64_t start, Facet& facet, bool boundCorner) {
+        if (positions_.Offset < 0) return Corner::kBeyondList;
+        const std::int64_t slot = start + positions_.Offset;
+        if (slot >= static_cast<std::int64_t>(list_.size())) return Corner::kBeyondList;
+        const std::int32_t index = list_[static_cast<std::size_t>(slot)];
+        if (index < 0 || static_cast<std::size_t>(index) >= positions_.Points) return Corner::kSkipped;
+
+        const Point3 position = Position(static_cast<std::size_t>(index));
+        if (boundCorner) ExtendBounds(owner_, position);
+        facet.Coordinates.push_back(position);
+
+        if (const std::int32_t* normal = ChannelIndex(normals_, start)) {
+            const float* v = normals_.Values->data() + 3 * static_cast<std::size_t>(*normal);
+            facet.Normals.push_back({v[0], v[1], v[2]});
+        }
+        if (const std::int32_t* texCoord = ChannelIndex(texCoords_, start)) {
+            const float* v = texCoords_.Values->data() + 2 * static_cast<std::size_t>(*texCoord);
+            facet.TexCoords.push_back({v[0], v[1], 0.0});
+        }
+        return Corner::kRead;
+    }
+
+private:
+    Point3 Position(std::size_t index) const {
+        const float* v = positions_.Values->data() + 3 * index;
+        const double scale = owner_.UnitScale;
+        return {static_cast<double>(v[0]) * scale, static_cast<double>(v[1]) * scale,
+                static_cast<double>(v[2]) * scale};
+    }
+
+    // The channel's index for the tuple at `start`, when it lies in the
+    // list and points inside the array.
+    const std::int32_t* ChannelIndex(const Channel& channel, std::int64_t start) const {
+        const std::int64_t slot = start + channel.Offset;
+        if (!channel.Readable(slot, list_.size())) return nullptr;
+        const std::int32_t& index = list_[static_cast<std::size_t>(slot)];
+        if (index < 0 || static_cast<std::size_t>(index) >= channel.Points) return nullptr;
+        return &index;
+    }
+
+    ColladaReader& owner_;
+    const std::vector<std::int32_t>& list_;
+    Channel positions_;
+    Channel normals_;
+    Channel texCoords_;
+};
+
+// Room for the faces of a primitive before its walk, so that a large mesh
+// does not grow by copies.
+void ReserveFaces(const ColladaReader& owner, MeshNode& mesh, const CornerReader& reader, std::size_t faces,
+                  std::size_t corners) {
+    mesh.Reserve(faces, corners, reader.HasNormals() ? corners : 0, reader.HasTexCoords() ? corners : 0,
+                 !owner.SmoothMeshes);
+}
+
+}  // namespace
+
+// ---- triangles, polygons, polylist ----
+
+bool PrimitiveHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    ColladaReader& owner = Owner();
+    if (!owner.WritePolygons || !owner.MeshLibrary) return true;
+    GetAttributeString(attributes, "count", Count);
+    GetAttributeString(attributes, "material", Material);
+    owner.MeshLibrary->AddMesh(owner.CurrentGeometryId, Material, MeshNode::kFaceSet, owner.CreaseAngle);
+    return true;
+}
+
+int PrimitiveHandler::TupleWidth() const {
+    return (VertexOffset >= 0 ? 1 : 0) + (NormalOffset >= 0 ? 1 : 0) + (TexcoordOffset >= 0 ? 1 : 0);
+}
+
+void PrimitiveHandler::ResetOffsets() {
+    VertexOffset = -1;
+    NormalOffset = -1;
+    TexcoordOffset = -1;
+}
+
+bool TrianglesHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    ColladaReader& owner = Owner();
+    if (!owner.WritePolygons) return true;
+    const int width = TupleWidth();
+    MeshNode* mesh = LastMesh(owner);
+    std::vector<std::int32_t> list;
+    TakeInts(owner.FindHandler("p"), list);
+    if (mesh == nullptr) {
+        ResetOffsets();
+        return true;
+    }
+
+    std::int32_t count = 0;
+    ScanInt(Count, count);
+    const std::int64_t whole = width == 0 ? 0 : static_cast<std::int64_t>(list.size() / (3 * width));
+    if (count - whole > kMaxMissingTriangles) throw UnreadableDocument("triangle count far beyond its list");
+
+    CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, VertexOffset, NormalOffset,
+                        TexcoordOffset);
+    reader.BoundAllPositions();
+    if (count > 0) {
+        const std::size_t corners = 3 * static_cast<std::size_t>(std::min<std::int64_t>(count, whole));
+        ReserveFaces(owner, *mesh, reader, static_cast<std::size_t>(count), corners);
+    }
+
+    Facet facet;
+    for (std::int64_t t = 0; t < count; ++t) {
+        if (t % kTrianglesPerMark == 0) std::fputc('.', stdout);
+        facet.Clear();
+        for (std::int64_t c = 0; c < 3; ++c) {
+            if (reader.Read((3 * t + c) * width, facet, false) == Corner::kBeyondList) break;
+        }
+        AddFace(owner, *mesh, facet);
+    }
+    mesh->ReleaseWeldIndex();
+    ResetOffsets();
+    return true;
+}
+
+bool PolylistHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    ColladaReader& owner = Owner();
+    if (!owner.WritePolygons) return true;
+    const int width = TupleWidth();
+    MeshNode* mesh = LastMesh(owner);
+    std::vector<std::int32_t> list;
+    std::vector<std::int32_t> vertexCounts;
+    TakeInts(owner.FindHandler("p"), list);
+    TakeInts(owner.FindHandler("vcount"), vertexCounts);
+    if (mesh == nullptr) {
+        ResetOffsets();
+        return true;
+    }
+
+    CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, VertexOffset, NormalOffset,
+                        TexcoordOffset);
+    const std::size_t tuples = width == 0 ? 0 : list.size() / static_cast<std::size_t>(width);
+    ReserveFaces(owner, *mesh, reader, vertexCounts.size(), tuples);
+
+    Facet facet;
+    // Past the end of the list every corner is skipped, so the counter
+    // need not run further than that.
+    const auto limit = static_cast<std::int64_t>(list.size());
+    std::int64_t counter = 0;
+    for (const std::int32_t vertexCount : vertexCounts) {
+        const std::int64_t corners = std::max<std::int32_t>(vertexCount, 0);
+        facet.Clear();
+        for (std::int64_t j = 0; j < corners; ++j) {
+            if (reader.Read((counter + j) * width, facet, true) == Corner::kBeyondList) break;
+        }
+        AddFace(owner, *mesh, facet);
+        counter = std::min(counter + corners, limit);
+    }
+    mesh->ReleaseWeldIndex();
+    ResetOffsets();
+    return true;
+}
+
+bool PolygonsHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    if (MeshNode* mesh = LastMesh(Owner())) mesh->ReleaseWeldIndex();
+    ResetOffsets();
+    return true;
+}
+
+bool PHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    ColladaReader& owner = Owner();
+    if (!owner.WritePolygons || !owner.IsTagOpen("polygons")) return true;
+    auto* polygons = owner.FindHandlerAs<PolygonsHandler>("polygons");
+    MeshNode* mesh = LastMesh(owner);
+    if (polygons == nullptr || mesh == nullptr) {
+        Text.clear();
+        return true;
+    }
+
+    const int width = polygons->TupleWidth();
+    std::vector<std::int32_t> list;
+    TokenizeInts(Text, list);
+    Text.clear();
+    const std::size_t corners = width == 0 ? 0 : list.size() / static_cast<std::size_t>(width);
+
+    CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, polygons->VertexOffset,
+                        polygons->NormalOffset, polygons->TexcoordOffset);
+    Facet facet;
+    for (std::size_t j = 0; j < corners; ++j) {
+        const auto start = static_cast<std::int64_t>(j) * width;
+        if (reader.Read(start, facet, true) == Corner::kBeyondList) break;
+    }
+    AddFace(owner, *mesh, facet);
+    return true;
+}
+
+// ---- lines ----
+
+bool LinesHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    ColladaReader& owner = Owner();
+    if (!owner.WriteLines) return true;
+    if (TagHandler* p = owner.FindHandler("p")) p->Text.clear();
+    GetAttributeString(attributes, "material", Material);
+    // A line set has no use for the crease angle.
+    if (owner.MeshLibrary) owner.MeshLibrary->AddMesh(owner.CurrentGeometryId, Material, MeshNode::kLineSet, 60.0f);
+    return true;
+}
+
+bool LinesHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    ColladaReader& owner = Owner();
+    if (!owner.WriteLines) return true;
+    MeshNode* mesh = LastMesh(owner);
+    std::vector<std::int32_t> list;
+    TakeInts(owner.FindHandler("p"), list);
+    if (mesh == nullptr) return true;
+
+    // Lines read their list as plain pairs of positions, whatever their
+    // inputs say.
+    CornerReader reader(owner, list, {}, {}, 0, -1, -1);
+    reader.BoundAllPositions();
+    const std::size_t segments = list.size() / 2;
+    ReserveFaces(owner, *mesh, reader, segments, 2 * segments);
+
+    Facet facet;
+    for (std::size_t s = 0; s < segments; ++s) {
+        facet.Clear();
+        reader.Read(static_cast<std::int64_t>(2 * s), facet, false);
+        reader.Read(static_cast<std::int64_t>(2 * s + 1), facet, false);
+        AddFace(owner, *mesh, facet);
+    }
+    mesh->ReleaseWeldIndex();
+    return true;
+}
+
+}  // namespace morvane

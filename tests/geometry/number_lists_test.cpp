@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "geometry/source_arrays.h"
+
+namespace morvane {
+namespace {
+
+std::vector<float> Floats(const std::string& text) {
+    std::vector<float> values;
+    TokenizeFloats(text, values);
+    return values;
+}
+
+std::vector<std::int32_t> Ints(const std::string& text) {
+    std::vector<std::int32_t> values;
+    TokenizeInts(text, values);
+    return values;
+}
+
+TEST(TokenizeFloats, SplitsAtWhiteSpaceAndRepeatsWhatDoesNotConvert) {
+    const std::vector<std::pair<std::string, std::vector<float>>> cases = {
+        {"1 2\n\t 3", {1, 2, 3}},
+        {" \t\r\n ", {0}},  // one empty token
+        {"", {0}},
+        {"1 x 3", {1, 1, 3}},
+        {"x 2", {0, 2}},
+        {"45.5abc +2.5 +.5 -.25 1. 1e3 1e 1e+", {45.5f, 2.5f, 0.5f, -0.25f, 1, 1000, 1, 1}},
+        {"0x1p3 0X.8", {8, 0.5f}},
+        {"\v7 \f8", {7, 8}},  // no separators, but scanf skips them
+        {"3 +-1 -+1 - .", {3, 3, 3, 3, 3}},
+        {"1e39 -1e39 1e-50", {INFINITY, -INFINITY, 0}},
+    };
+    for (const auto& [text, expected] : cases) EXPECT_EQ(Floats(text), expected) << '"' << text << '"';
+
+    // Appends, and the repeated value starts from 0 in each call.
+    std::vector<float> values{9};
+    TokenizeFloats("x 1", values);
+    EXPECT_EQ(values, (std::vector<float>{9, 0, 1}));
+}
+
+TEST(TokenizeFloats, RoundsTheDecimalStraightToFloat) {
+    // Just above the midpoint between 1 and the next float: through a
+    // double it would land on the midpoint and round down to 1.
+    const std::vector<float> values = Floats("1.00000005960464477539062501 -0 nan");
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(values[0]), 0x3F800001u);
+    EXPECT_TRUE(std::signbit(values[1]));
+    EXPECT_TRUE(std::isnan(values[2]));
+}
+
+TEST(TokenizeInts, SplitsAtSingleBlanksOnly) {
+    const std::vector<std::pair<std::string, std::vector<std::int32_t>>> cases = {
+        {"1 2 3", {1, 2, 3}},
+        {"1  2", {1, 1, 2}},      // the empty token repeats the 1
+        {"1 2\n3 4", {1, 2, 4}},  // a line break stays inside the token
+        {"5\t6 7", {5, 7}},
+        {"\n\t 4 5 \r\n", {4, 5}},
+        {"", {0}},
+        {"x 5 y -3 +7 12abc 0x10", {0, 5, 5, -3, 7, 12, 0}},
+        {"2147483647 -2147483648", {2147483647, -2147483647 - 1}},
+    };
+    for (const auto& [text, expected] : cases) EXPECT_EQ(Ints(text), expected) << '"' << text << '"';
+}
+
+// The conversions take shortcuts past the C library; over tokens of every
+// shape they must still give exactly what scanf gives.
+std::string RandomToken(std::mt19937& random) {
+    static const std::string kAlphabet = "0123456789.-+eExXpPinfaINFAy\v\f";
+    std::string token;
+    const int length = 1 + static_cast<int>(random() % 8);
+    for (int i = 0; i < length; ++i) token += kAlphabet[random() % kAlphabet.size()];
+    return token;
+}
+
+TEST(NumberTokens, FloatsAgreeWithScanfOnAnyToken) {
+    std::mt19937 random(1234);
+    char buffer[64];
+    for (int i = 0; i < 200000; ++i) {
+        if (i % 3 == 0) {
+            std::snprintf(buffer, sizeof buffer, "%s", RandomToken(random).c_str());
+        } else if (i % 3 == 1) {
+            // A decimal near the midpoint of two floats, at some length.
+            const float f = std::bit_cast<float>(static_cast<std::uint32_t>(random() & 0x7F7FFFFFu));
+            const double mid = (static_cast<double>(f) + std::nextafter(f, INFINITY)) / 2;
+            std::snprintf(buffer, sizeof buffer, "%.*e", 5 + static_cast<int>(random() % 25), mid);
+        } else {
+            const double d = std::bit_cast<double>((static_cast<std::uint64_t>(random()) << 32) | random());
+            std::snprintf(buffer, sizeof buffer, random() % 2 ? "%.17g" : "%+.9g", d);
+        }
+        float expected = 42.0f;
+        std::sscanf(buffer, "%g", &expected);
+        float actual = 42.0f;
+        ConvertFloatToken(buffer, actual);
+        ASSERT_EQ(std::bit_cast<std::uint32_t>(actual), std::bit_cast<std::uint32_t>(expected)) << '"' << buffer << '"';
+    }
+}
+
+TEST(NumberTokens, IntsAgreeWithScanfOnAnyToken) {
+    std::mt19937 random(99);
+    std::vector<std::string> tokens = {"2147483648", "-2147483649", "4294967297", "99999999999999999999",
+                                       "-99999999999999999999", "+", "-", "+-1", "\t-5", "00012"};
+    for (int i = 0; i < 100000; ++i) {
+        tokens.push_back(RandomToken(random));
+        tokens.push_back(std::to_string(static_cast<std::int64_t>(random()) * (random() % 7) - (std::int64_t{1} << 33)));
+    }
+    for (const std::string& token : tokens) {
+        int expected = 42;
+        std::sscanf(token.c_str(), "%d", &expected);
+        std::int32_t actual = 42;
+        ConvertIntToken(token, actual);
+        ASSERT_EQ(actual, expected) << '"' << token << '"';
+    }
+}
+
+}  // namespace
+}  // namespace morvane

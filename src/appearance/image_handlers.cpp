@@ -1,0 +1,107 @@
+#include "appearance/image_handlers.h"
+
+#include <memory>
+
+#include "animation/animation_node.h"
+#include "events/central_object.h"
+#include "geometry/source_arrays.h"
+
+namespace morvane {
+
+namespace {
+
+void EraseThroughLast(std::string& text, char separator) {
+    const std::size_t at = text.rfind(separator);
+    if (at != std::string::npos) text.erase(0, at + 1);
+}
+
+void ReplaceFirst(std::string& text, const std::string& from, const std::string& to) {
+    const std::size_t at = text.find(from);
+    if (at != std::string::npos) text.replace(at, from.size(), to);
+}
+
+// The current animation's newest source record, or null.
+AnimationSource* CurrentAnimationSource(ColladaReader& reader) {
+    if (reader.AnimationStack.empty() || reader.AnimationStack.back() == nullptr) return nullptr;
+    std::vector<AnimationSource>& records = reader.AnimationStack.back()->SourceRecords;
+    return records.empty() ? nullptr : &records.back();
+}
+
+}  // namespace
+
+bool ImageHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    GetAttributeString(attributes, "id", Id);
+    return true;
+}
+
+bool InitFromHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    ColladaReader& reader = Owner();
+    if (reader.IsTagOpen("image")) {
+        // Only the bare file name is kept, and formats a viewer is unlikely
+        // to read are renamed to the .jpg the model is expected to ship.
+        EraseThroughLast(Text, '\\');
+        EraseThroughLast(Text, '/');
+        ReplaceFirst(Text, ".tga", ".jpg");
+        ReplaceFirst(Text, ".tiff", ".jpg");
+        ReplaceFirst(Text, ".tif", ".jpg");
+        const auto* image = reader.FindHandlerAs<ImageHandler>("image");
+        reader.Images.push_back(
+            std::make_unique<ImageTextureNode>(&reader, image != nullptr ? image->Id : std::string(), Text));
+        Text.clear();
+    }
+    if (reader.IsTagOpen("newparam") && !reader.NewParams.empty()) reader.NewParams.back().InitFrom = Text;
+    Text.clear();
+    return true;
+}
+
+bool NewparamHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    Owner().NewParams.push_back(NewParam{GetAttribute(attributes, "sid"), {}, {}});
+    return true;
+}
+
+bool SourceHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    GetAttributeString(attributes, "id", Id);
+    ColladaReader& reader = Owner();
+    if (reader.IsTagOpen("animation") && !reader.AnimationStack.empty() && reader.AnimationStack.back() != nullptr) {
+        AnimationSource source;
+        source.Id = Id;
+        reader.AnimationStack.back()->SourceRecords.push_back(std::move(source));
+    }
+    return true;
+}
+
+bool SourceHandler::End(const std::string& name) {
+    if (!MatchEnd(name)) return false;
+    ColladaReader& reader = Owner();
+    if (reader.IsTagOpen("newparam") && !reader.NewParams.empty()) reader.NewParams.back().Source = Text;
+    if (reader.IsTagOpen("animation")) {
+        // Looked up only now, so the array may stand before or after the accessor.
+        if (AnimationSource* source = CurrentAnimationSource(reader)) {
+            source->Array = FindFloatArray(reader.Sources, source->Accessor.SourceId);
+        }
+    }
+    Text.clear();
+    return true;
+}
+
+bool TextureHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    AppearanceNode& current = Owner().CurrentAppearance;
+    TextureSlot* slot = nullptr;
+    if (Owner().IsTagOpen("diffuse")) {
+        slot = &current.DiffuseTexture;
+    } else if (Owner().IsTagOpen("ambient")) {
+        slot = &current.AmbientTexture;
+    } else {
+        return true;
+    }
+    GetAttributeString(attributes, "texture", slot->Texture);
+    GetAttributeString(attributes, "texcoord", slot->TexCoord);
+    return true;
+}
+
+}  // namespace morvane

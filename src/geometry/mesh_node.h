@@ -97,6 +97,8 @@ public:
     std::string NormalSourceId;
     std::string TexcoordSourceId;
     std::string GeometryName;
+    // Where the mesh stands in its library; set when the library indexes it.
+    std::size_t LibraryPosition = 0;
 
 private:
     void WriteFaceSet(std::FILE* stream, int indent);

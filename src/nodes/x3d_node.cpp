@@ -1,5 +1,6 @@
 #include "nodes/x3d_node.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "events/central_object.h"
@@ -31,18 +32,62 @@ MeshLibrary::MeshLibrary(ColladaReader* document) : X3dNode(document) {}
 MeshLibrary::~MeshLibrary() = default;
 
 MeshNode* MeshLibrary::FindNext(const std::string& name, const MeshNode* after) const {
-    auto it = Children.begin();
-    if (after != nullptr) {
-        while (it != Children.end() && it->get() != after) ++it;
-        if (it != Children.end()) ++it;
+    for (; indexed_ < Children.size(); ++indexed_) {
+        MeshNode* mesh = Children[indexed_].get();
+        mesh->LibraryPosition = indexed_;
+        byGeometry_[mesh->GeometryName].push_back(mesh);
     }
-    for (; it != Children.end(); ++it) {
-        if ((*it)->GeometryName == name) return it->get();
+    auto found = byGeometry_.find(name);
+    if (found == byGeometry_.end()) return nullptr;
+    const std::vector<MeshNode*>& meshes = found->second;
+    if (after == nullptr) return meshes.front();
+    // Meshes after `after` in library order, whatever its own geometry.
+    auto next = std::upper_bound(meshes.begin(), meshes.end(), after->LibraryPosition,
+                                 [](std::size_t position, const MeshNode* mesh) {
+                                     return position < mesh->LibraryPosition;
+                                 });
+    return next == meshes.end() ? nullptr : *next;
+}
+
+ShapeNode::ShapeNode(ColladaReader* document, std::string name) : X3dNode(document), Name(std::move(name)) {}
+
+AppearanceNode* ShapeNode::ChooseAppearance(const MeshNode& mesh) const {
+    AppearanceList& appearances = Document->Appearances;
+    if (AppearanceNode* named = appearances.FindByName(mesh.MaterialName)) return named;
+    for (const MaterialBinding& binding : MaterialBindings) {
+        if (binding.Symbol != mesh.MaterialName) continue;
+        if (AppearanceNode* bound = appearances.FindById(binding.Target)) return bound;
     }
     return nullptr;
 }
 
-ShapeNode::ShapeNode(ColladaReader* document, std::string name) : X3dNode(document), Name(std::move(name)) {}
+void ShapeNode::Write(std::FILE* stream, int indent) {
+    std::fflush(stream);
+    const MeshLibrary* library = Document != nullptr ? Document->MeshLibrary.get() : nullptr;
+    if (Written) {
+        WriteTabs(stream, indent);
+        if (library == nullptr) return;
+        for (CurrentMesh = library->FindNext(Name, nullptr); CurrentMesh != nullptr;
+             CurrentMesh = library->FindNext(Name, CurrentMesh)) {
+            std::fprintf(stream, "<Shape USE='%s_%s'/>\n", CurrentMesh->GeometryName.c_str(),
+                         CurrentMesh->MaterialName.c_str());
+        }
+        return;
+    }
+    Written = true;
+    if (library == nullptr) return;
+    for (CurrentMesh = library->FindNext(Name, nullptr); CurrentMesh != nullptr;
+         CurrentMesh = library->FindNext(Name, CurrentMesh)) {
+        MeshNode& mesh = *CurrentMesh;
+        WriteTabs(stream, indent);
+        std::fprintf(stream, "<Shape DEF='%s_%s'>\n", mesh.GeometryName.c_str(), mesh.MaterialName.c_str());
+        mesh.Appearance = ChooseAppearance(mesh);
+        if (mesh.Appearance != nullptr) mesh.Appearance->Write(stream, indent + 1);
+        mesh.Write(stream, indent + 1);
+        WriteTabs(stream, indent);
+        std::fputs("</Shape>\n", stream);
+    }
+}
 
 TransformNode::TransformNode(std::string name, ColladaReader* document)
     : X3dNode(document), Name(std::move(name)) {}

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "nodes/transform_values.h"
@@ -15,6 +16,7 @@
 namespace morvane {
 
 class ColladaReader;
+class AppearanceNode;
 class MeshNode;
 
 // Writes `count` tab characters; nothing for zero or less.
@@ -78,6 +80,13 @@ public:
     MeshNode* FindNext(const std::string& name, const MeshNode* after) const;
 
     std::vector<std::unique_ptr<MeshNode>> Children;
+
+private:
+    // Meshes by geometry name, in library order, brought up to date with
+    // Children at each search; it keeps a walk over a geometry's meshes
+    // from rescanning the whole library for every step.
+    mutable std::unordered_map<std::string, std::vector<MeshNode*>> byGeometry_;
+    mutable std::size_t indexed_ = 0;
 };
 
 struct MaterialBinding {
@@ -92,8 +101,16 @@ public:
     // The id of the instanced geometry.
     std::string Name;
     std::vector<MaterialBinding> MaterialBindings;
+    // One Shape element per mesh of the geometry, DEF the first time and
+    // USE after that.
+    void Write(std::FILE* stream, int indent) override;
+
     // Position of the write loop over the geometry's meshes.
     MeshNode* CurrentMesh = nullptr;
+
+private:
+    // By name on the material first, then through the bindings in order.
+    AppearanceNode* ChooseAppearance(const MeshNode& mesh) const;
 };
 
 // One COLLADA node, or one of the two roots of a document.

@@ -162,6 +162,23 @@ bool InstanceGeometryHandler::Start(const std::string& name, const AttributeList
     return true;
 }
 
+// A binding goes to the shape of the latest instance_geometry, wherever
+// that element stood, and only when its material is already known: a
+// material library that follows the scene binds nothing.
+bool InstanceMaterialHandler::Start(const std::string& name, const AttributeList& attributes) {
+    if (!MatchStart(name)) return false;
+    Symbol = GetAttribute(attributes, "symbol");
+    Target = GetReference(attributes, "target");
+    ColladaReader& reader = Owner();
+    auto* geometry = reader.FindHandlerAs<InstanceGeometryHandler>("instance_geometry");
+    TransformNode* node = reader.CurrentNode();
+    if (geometry == nullptr || node == nullptr) return true;
+    ShapeNode* shape = node->FindInstance(geometry->Url);
+    if (shape == nullptr || reader.Appearances.FindById(Target) == nullptr) return true;
+    shape->MaterialBindings.push_back({Symbol, Target});
+    return true;
+}
+
 bool InstanceNodeHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
     if (TransformNode* node = Owner().CurrentNode()) node->NodeInstances.push_back(GetReference(attributes, "url"));

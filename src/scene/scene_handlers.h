@@ -111,6 +111,10 @@ public:
 class InstanceMaterialHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+
+    std::string Symbol;
+    std::string Target;
 };
 
 // <bind_vertex_input>

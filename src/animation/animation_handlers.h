@@ -9,12 +9,17 @@ namespace morvane {
 class LibraryAnimationsHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
 // <animation>
 class AnimationHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+    bool End(const std::string& name) override;
+
+    std::string Id;
 };
 
 // <pre_infinity>
@@ -33,18 +38,31 @@ public:
 class NameArrayHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+
+    std::string Id;
+    std::string Count;
 };
 
 // <sampler>
 class SamplerHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+
+    std::string Id;
 };
 
 // <channel>
 class ChannelHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+
+    // Raw attribute values of the latest channel element; the enclosing
+    // animation takes them when it ends.
+    std::string Source;
+    std::string Target;
 };
 
 }  // namespace morvane

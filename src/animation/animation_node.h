@@ -55,6 +55,11 @@ public:
 
 class AnimationNode : public X3dNode {
 public:
+    // The time sensor, one orientation interpolator per angle curve and the
+    // routes between them; nested animations are not written. The indent
+    // is written once, before the first line.
+    void Write(std::FILE* stream, int indent) override;
+
     // Nested animations, owned by the document like every animation.
     std::vector<AnimationNode*> ChildAnimations;
     std::vector<AnimationSource> SourceRecords;

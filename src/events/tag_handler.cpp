@@ -47,9 +47,11 @@ void GetAttributeString(const AttributeList& attributes, std::string_view name, 
 }
 
 std::string GetReference(const AttributeList& attributes, std::string_view name) {
-    std::string value = GetAttribute(attributes, name);
-    if (!value.empty()) value.erase(0, 1);
-    return value;
+    return DropFirst(GetAttribute(attributes, name));
+}
+
+std::string DropFirst(const std::string& reference) {
+    return reference.empty() ? std::string() : reference.substr(1);
 }
 
 void AppendCharacters(const char* chars, std::size_t count, std::string& target) {

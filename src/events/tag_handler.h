@@ -51,6 +51,8 @@ void GetAttributeString(const AttributeList& attributes, std::string_view name, 
 // The value less its first character, which is dropped unseen (it is
 // expected to be '#'); empty when the attribute is missing or empty.
 std::string GetReference(const AttributeList& attributes, std::string_view name);
+// A stored reference less its first character, unseen; empty stays empty.
+std::string DropFirst(const std::string& reference);
 
 void AppendCharacters(const char* chars, std::size_t count, std::string& target);
 

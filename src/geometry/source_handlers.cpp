@@ -9,16 +9,6 @@
 
 namespace morvane {
 
-namespace {
-
-// The reference without its first character, which is expected to be '#'
-// and never looked at.
-std::string DropFirst(const std::string& reference) {
-    return reference.empty() ? std::string() : reference.substr(1);
-}
-
-}  // namespace
-
 bool GeometryHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
     GetAttributeString(attributes, "id", Owner().CurrentGeometryId);

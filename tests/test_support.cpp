@@ -1,6 +1,7 @@
 #include "test_support.h"
 
 #include <arpa/inet.h>
+#include <expat.h>
 #include <netinet/in.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -138,6 +139,17 @@ void LocalHttpServer::Serve() {
 std::string HttpOk(const std::string& body) {
     return "HTTP/1.1 200 OK\r\nContent-Type: model/vnd.collada+xml\r\nContent-Length: " +
            std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+}
+
+std::string XmlErrors(const std::string& text) {
+    XML_Parser parser = XML_ParserCreate(nullptr);
+    std::string errors;
+    if (XML_Parse(parser, text.data(), static_cast<int>(text.size()), XML_TRUE) == XML_STATUS_ERROR) {
+        errors = std::string(XML_ErrorString(XML_GetErrorCode(parser))) + " at line " +
+                 std::to_string(XML_GetCurrentLineNumber(parser));
+    }
+    XML_ParserFree(parser);
+    return errors;
 }
 
 }  // namespace morvane::test

@@ -72,6 +72,10 @@ private:
     std::thread thread_;
 };
 
+// Empty when `text` is well-formed XML to expat; otherwise the error and
+// its line.
+std::string XmlErrors(const std::string& text);
+
 // A whole 200 response carrying `body`.
 std::string HttpOk(const std::string& body);
 

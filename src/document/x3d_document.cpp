@@ -28,6 +28,17 @@ void X3dConverter::Write() {
     // A document without a mesh gives no file at all.
     if (!MeshLibrary || MeshLibrary->Children.empty()) return;
     if (OpenOutput(OutputFileName) != kResultOk) return;
+    try {
+        WriteDocument();
+    } catch (...) {
+        // A document refused half way leaves any earlier file as it was.
+        OutputFile.Abandon();
+        throw;
+    }
+    OutputFile.Close();
+}
+
+void X3dConverter::WriteDocument() {
     std::FILE* out = OutputFile.Get();
 
     std::fputs("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<X3D profile='Immersive'>\n", out);
@@ -53,7 +64,6 @@ void X3dConverter::Write() {
 
     std::fputs("\t</Scene>\n", out);
     std::fputs("</X3D>\n", out);
-    OutputFile.Close();
 }
 
 }  // namespace morvane

@@ -139,6 +139,8 @@ public:
     std::unique_ptr<TransformNode> SceneRoot;
     std::unique_ptr<TransformNode> LibraryRoot;
     std::vector<TransformNode*> NodeStack;
+    // How many Transform elements are open in the file being written.
+    int OpenTransforms = 0;
     std::vector<AnimationNode*> Animations;
     std::vector<AnimationNode*> AnimationStack;
     std::vector<NewParam> NewParams;
@@ -165,6 +167,7 @@ public:
     void WriteIndentedNode(X3dNode& node, int indent);
 
 private:
+    void WriteDocument();
     void WriteLibraries();
     void WriteViewpoints();
 };

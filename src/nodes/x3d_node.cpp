@@ -102,6 +102,19 @@ void TransformNode::Write(std::FILE* stream, int indent) {
         return;
     }
     Written = true;
+    // Library nodes may instance one another in chains of any length; the
+    // file's nesting is bounded here, before it can exhaust the stack.
+    struct OpenTransform {
+        explicit OpenTransform(ColladaReader* document) : document_(document) {
+            if (document_ == nullptr) return;
+            if (document_->OpenTransforms > kMaxSceneDepth) throw UnreadableDocument("scene nested too deep");
+            ++document_->OpenTransforms;
+        }
+        ~OpenTransform() {
+            if (document_ != nullptr) --document_->OpenTransforms;
+        }
+        ColladaReader* document_;
+    } open(Document);
     std::fputs("<Transform", stream);
     if (!Name.empty()) std::fprintf(stream, " DEF='%s'", Name.c_str());
     if (Matrix.IsScalable()) std::fprintf(stream, " scale='%s'", ScaleText().c_str());

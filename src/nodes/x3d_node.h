@@ -19,6 +19,13 @@ class ColladaReader;
 class AppearanceNode;
 class MeshNode;
 
+// The deepest scene a document may hold: node elements nested inside one
+// another, or Transforms nested in the file once library nodes are
+// instanced inside each other. A deeper document is refused as unreadable;
+// no real scene comes near it, and each level costs a line of tabs as long
+// as its depth.
+inline constexpr int kMaxSceneDepth = 1000;
+
 // Writes `count` tab characters; nothing for zero or less.
 void WriteTabs(std::FILE* stream, int count);
 

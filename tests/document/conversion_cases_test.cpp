@@ -63,6 +63,11 @@ std::vector<ConversionCase> FindCases() {
     return cases;
 }
 
+// Names the case in failure messages by its expected file.
+void PrintTo(const ConversionCase& c, std::ostream* out) {
+    *out << fs::relative(c.expected, CasesDirectory()).string();
+}
+
 class Conversion : public testing::TestWithParam<ConversionCase> {};
 
 TEST_P(Conversion, WritesTheExpectedDocument) {

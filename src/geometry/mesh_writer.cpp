@@ -33,6 +33,16 @@ void PutPoints(TextOutput& out, const PointList& points, bool zUp, int tabs) {
     }
 }
 
+// A child element holding a list of points, such as the Coordinate element;
+// `opening` is its text up to the point list.
+void PutPointElement(TextOutput& out, const char* opening, const PointList& points, bool zUp, int indent) {
+    out.PutTabs(indent);
+    out.Put(opening);
+    PutPoints(out, points, zUp, indent + 1);
+    out.PutTabs(indent);
+    out.Put("'/>\n");
+}
+
 // One face's indices, each with a blank behind it and a line break behind
 // every 16th.
 void PutFaceIndices(TextOutput& out, std::span<const std::int32_t> face) {
@@ -104,18 +114,10 @@ void MeshNode::WriteFaceSet(std::FILE* stream, int indent) {
     out.PutTabs(indent);
     out.Put(">\n");
 
-    out.PutTabs(indent + 1);
-    out.Put("<Coordinate containerField='coord' point='\n");
-    PutPoints(out, Coordinates, zUp, indent + 2);
-    out.PutTabs(indent + 1);
-    out.Put("'/>\n");
+    PutPointElement(out, "<Coordinate containerField='coord' point='\n", Coordinates, zUp, indent + 1);
 
     if (!Normals.empty()) {
-        out.PutTabs(indent + 1);
-        out.Put("<Normal containerField='normal' vector='\n");
-        PutPoints(out, Normals, zUp, indent + 2);
-        out.PutTabs(indent + 1);
-        out.Put("'/>\n");
+        PutPointElement(out, "<Normal containerField='normal' vector='\n", Normals, zUp, indent + 1);
     }
     if (textured) {
         out.PutTabs(indent + 1);
@@ -150,11 +152,7 @@ void MeshNode::WriteLineSet(std::FILE* stream, int indent) {
     out.PutTabs(indent);
     out.Put("'>\n");
 
-    out.PutTabs(indent + 1);
-    out.Put("<Coordinate containerField='coord' point='\n");
-    PutPoints(out, Coordinates, zUp, indent + 2);
-    out.PutTabs(indent + 1);
-    out.Put("'/>\n");
+    PutPointElement(out, "<Coordinate containerField='coord' point='\n", Coordinates, zUp, indent + 1);
     out.PutTabs(indent);
     out.Put("</IndexedLineSet>\n");
 }

@@ -1,6 +1,8 @@
 // Runs a command and reports its wall time, peak resident memory (from the
-// kernel's account of the child when it ends) and exit code, one line
-// into a report file, so that the command keeps the console to itself.
+// kernel's account of the child when it ends), exit code and processor time
+// (user and system), one line into a report file, so that the command keeps
+// the console to itself. The peak covers the child's own waited-for children
+// too, so a command run under timeout(1) is measured whole.
 //
 //   measure report-file command [arguments...]
 #include <sys/resource.h>
@@ -30,6 +32,8 @@ int main(int argc, char** argv) {
     // ru_maxrss is in kilobytes on Linux.
     std::FILE* report = std::fopen(argv[1], "w");
     if (report == nullptr) return 1;
-    std::fprintf(report, "%.2f %.1f %d\n", seconds, static_cast<double>(usage.ru_maxrss) / 1024.0, code);
+    const double cpu = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                       static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    std::fprintf(report, "%.2f %.1f %d %.2f\n", seconds, static_cast<double>(usage.ru_maxrss) / 1024.0, code, cpu);
     return std::fclose(report) == 0 ? 0 : 1;
 }

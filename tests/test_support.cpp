@@ -40,8 +40,7 @@ std::string ReadFile(const std::filesystem::path& path) {
 }
 
 void WriteFile(const std::filesystem::path& path, const std::string& content) {
-    std::ofstream out(path, std::ios::binary);
-    out << content;
+    std::ofstream(path, std::ios::binary) << content;
 }
 
 ScratchDirectory::ScratchDirectory() {
@@ -59,13 +58,7 @@ namespace {
 
 std::string Quote(const std::string& arg) {
     std::string quoted = "'";
-    for (char c : arg) {
-        if (c == '\'') {
-            quoted += "'\\''";
-        } else {
-            quoted += c;
-        }
-    }
+    for (char c : arg) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return quoted + "'";
 }
 
@@ -81,11 +74,7 @@ RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<s
     command += " < " + Quote((io / "stdin").string()) + " > " + Quote((io / "stdout").string()) + " 2> " +
                Quote((io / "stderr").string());
     const int status = std::system(command.c_str());
-    RunResult result;
-    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.out = ReadFile(io / "stdout");
-    result.err = ReadFile(io / "stderr");
-    return result;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(io / "stdout"), ReadFile(io / "stderr")};
 }
 
 LocalHttpServer::LocalHttpServer(std::map<std::string, std::string> responses) : responses_(std::move(responses)) {
@@ -93,7 +82,6 @@ LocalHttpServer::LocalHttpServer(std::map<std::string, std::string> responses) :
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
     if (bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(listener_, 8) != 0) {
         throw std::runtime_error("cannot listen on the loopback interface");
     }
@@ -127,8 +115,7 @@ void LocalHttpServer::Serve() {
         }
         ++requests_;
         const std::size_t pathStart = request.find(' ') + 1;
-        const std::string path = request.substr(pathStart, request.find(' ', pathStart) - pathStart);
-        auto found = responses_.find(path);
+        const auto found = responses_.find(request.substr(pathStart, request.find(' ', pathStart) - pathStart));
         const std::string response =
             found != responses_.end() ? found->second : "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
         send(client, response.data(), response.size(), MSG_NOSIGNAL);

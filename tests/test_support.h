@@ -1,10 +1,11 @@
 // Helpers shared by the tests: documents parsed through the real reader and
-// dispatch, output captured from a node's Write, scratch directories.
+// dispatch, captured output, scratch directories, runs of the built program
+// and a local HTTP server.
 #pragma once
 
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
-#include <atomic>
 #include <functional>
 #include <map>
 #include <string>
@@ -41,7 +42,7 @@ private:
 };
 
 // Runs the built morvane in `directory` with `args`, feeding `input` to its
-// standard input; gives its exit code and what it printed.
+// standard input.
 struct RunResult {
     int exitCode = -1;
     std::string out;
@@ -50,8 +51,8 @@ struct RunResult {
 RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<std::string>& args,
                      const std::string& input = "");
 
-// A small HTTP server on the loopback interface that answers a fixed set of
-// paths (anything else: 404) and stops when the object goes.
+// An HTTP server on the loopback interface that answers a fixed set of
+// paths with fixed responses (anything else: 404) until the object goes.
 class LocalHttpServer {
 public:
     explicit LocalHttpServer(std::map<std::string, std::string> responses);
@@ -72,11 +73,10 @@ private:
     std::thread thread_;
 };
 
-// Empty when `text` is well-formed XML to expat; otherwise the error and
-// its line.
-std::string XmlErrors(const std::string& text);
-
 // A whole 200 response carrying `body`.
 std::string HttpOk(const std::string& body);
+
+// Empty when `text` is well-formed XML to expat; otherwise the error and its line.
+std::string XmlErrors(const std::string& text);
 
 }  // namespace morvane::test

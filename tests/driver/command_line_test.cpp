@@ -2,159 +2,116 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+
+#include "driver/conversion.h"
 #include "events/central_object.h"
 #include "test_support.h"
 
 namespace morvane {
 namespace {
 
-CommandLine Apply(ColladaReader& options, std::vector<std::string> args) {
+// The options as letters, upper case when set: polygons, lines, points,
+// viewpoints, background, navigation, examine, smoothing, materials, proto
+// libraries, gzip and the size warning; then the positional arguments and
+// the crease angle.
+std::string Applied(std::vector<std::string> args) {
+    X3dConverter o;
     args.insert(args.begin(), "morvane");
-    return ApplyArguments(args, options);
-}
-
-TEST(CommandLine, OptionLettersMayBeOfEitherCase) {
-    for (const char* spelling : {"-sy", "-SY", "-Sy", "-sY"}) {
-        X3dConverter options;
-        Apply(options, {spelling});
-        EXPECT_FALSE(options.WritePolygons) << spelling;
-        EXPECT_TRUE(options.WriteLines) << spelling;
+    const CommandLine line = ApplyArguments(args, o);
+    std::string text;
+    for (const auto& [on, letter] : {std::pair{o.WritePolygons, 'y'}, {o.WriteLines, 'l'}, {o.WritePoints, 'p'},
+                                     {o.AutoViewpoint, 'v'}, {o.AutoBackground, 'b'}, {o.AutoNavigation, 'n'},
+                                     {o.ExamineNavigation, 'e'}, {o.SmoothMeshes, 's'}, {o.ForceMaterials, 'm'},
+                                     {o.ProtoLibraries, 'o'}, {o.GzipOutput, 'z'}, {line.WarnOnLargeFile, 'w'}}) {
+        text += on ? static_cast<char>(std::toupper(letter)) : letter;
     }
+    for (const std::string& positional : line.Positional) text += " " + positional;
+    char angle[32];
+    std::snprintf(angle, sizeof angle, " %g", o.CreaseAngle);
+    return text + angle;
 }
 
-TEST(CommandLine, EachSuppressingOptionClearsItsOwnFlag) {
-    X3dConverter options;
-    Apply(options, {"-sl", "-sp", "-sv", "-sb", "-sn", "-se", "-ss"});
-    EXPECT_TRUE(options.WritePolygons);
-    EXPECT_FALSE(options.WriteLines);
-    EXPECT_FALSE(options.WritePoints);
-    EXPECT_FALSE(options.AutoViewpoint);
-    EXPECT_FALSE(options.AutoBackground);
-    EXPECT_FALSE(options.AutoNavigation);
-    EXPECT_FALSE(options.ExamineNavigation);
-    EXPECT_FALSE(options.SmoothMeshes);
-    EXPECT_FALSE(options.GzipOutput);
-    EXPECT_FALSE(options.ProtoLibraries);
-}
-
-TEST(CommandLine, OnlyTheThirdCharacterSelectsTheFlag) {
-    X3dConverter options;
-    Apply(options, {"-syl"});
-    EXPECT_FALSE(options.WritePolygons);
-    EXPECT_TRUE(options.WriteLines);
-
-    X3dConverter unknown;
-    Apply(unknown, {"-sq", "-s", "-q", "-"});
-    EXPECT_TRUE(unknown.WritePolygons);
-    EXPECT_TRUE(unknown.SmoothMeshes);
-    EXPECT_TRUE(unknown.AutoViewpoint);
-}
-
-TEST(CommandLine, LaterOptionsOverrideEarlierOnes) {
-    X3dConverter smoothOn;
-    Apply(smoothOn, {"-ss", "-fs"});
-    EXPECT_TRUE(smoothOn.SmoothMeshes);
-
-    X3dConverter smoothOff;
-    Apply(smoothOff, {"-fs", "-ss"});
-    EXPECT_FALSE(smoothOff.SmoothMeshes);
-
-    X3dConverter materials;
-    Apply(materials, {"-fm", "-sm"});
-    EXPECT_FALSE(materials.ForceMaterials);
-    Apply(materials, {"-FM"});
-    EXPECT_TRUE(materials.ForceMaterials);
-}
-
-TEST(CommandLine, ForcingOtherFlagsDoesNotUndoTheirSuppression) {
-    X3dConverter options;
-    Apply(options, {"-sy", "-fy", "-sv", "-fv", "-sb", "-fb", "-sn", "-fn", "-se", "-fe", "-sl", "-fl"});
-    EXPECT_FALSE(options.WritePolygons);
-    EXPECT_FALSE(options.AutoViewpoint);
-    EXPECT_FALSE(options.AutoBackground);
-    EXPECT_FALSE(options.AutoNavigation);
-    EXPECT_FALSE(options.ExamineNavigation);
-    EXPECT_FALSE(options.WriteLines);
-}
-
-TEST(CommandLine, ForcedSmoothingSwitchesTheSizePromptOff) {
-    X3dConverter options;
-    EXPECT_TRUE(Apply(options, {"-ss"}).WarnOnLargeFile);
-    EXPECT_FALSE(Apply(options, {"-fs"}).WarnOnLargeFile);
-    EXPECT_FALSE(Apply(options, {"-fs", "-ss"}).WarnOnLargeFile);
-}
-
-TEST(CommandLine, CreaseAngleIsScannedLikeAFloat) {
-    struct Case {
-        const char* arg;
-        float expected;
+TEST(CommandLine, OptionsSetTheirFlags) {
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{}, "YLPVBNESmozW 60"},
+        // Letters of either case; only the third character selects the flag.
+        {{"-sy"}, "yLPVBNESmozW 60"},
+        {{"-SY"}, "yLPVBNESmozW 60"},
+        {{"-Sy", "-sY"}, "yLPVBNESmozW 60"},
+        {{"-syl"}, "yLPVBNESmozW 60"},
+        {{"-sq", "-s", "-q", "-"}, "YLPVBNESmozW 60"},
+        {{"-sl", "-sp", "-sv", "-sb", "-sn", "-se", "-ss"}, "YlpvbnesmozW 60"},
+        // Later options override earlier ones; forcing smoothing also
+        // switches the size prompt off.
+        {{"-ss", "-fs"}, "YLPVBNESmozw 60"},
+        {{"-fs", "-ss"}, "YLPVBNEsmozw 60"},
+        {{"-fm", "-sm"}, "YLPVBNESmozW 60"},
+        {{"-fm", "-sm", "-FM"}, "YLPVBNESMozW 60"},
+        // Forcing the other flags does not undo their suppression.
+        {{"-sy", "-fy", "-sv", "-fv", "-sb", "-fb", "-sn", "-fn", "-se", "-fe", "-sl", "-fl"}, "ylPvbneSmozW 60"},
+        {{"-Lxyz", "-zip"}, "YLPVBNESmOZW 60"},
+        // Positional arguments keep their order among options.
+        {{"-l", "in.dae", "-z", "out.x3d", "third", "-sv"}, "YLPvBNESmOZW in.dae out.x3d third 60"},
+        // The crease angle is scanned like a float, and only from its own argument.
+        {{"-a45"}, "YLPVBNESmozW 45"},
+        {{"-A45.5abc"}, "YLPVBNESmozW 45.5"},
+        {{"-a1e2", "-a-30"}, "YLPVBNESmozW -30"},
+        {{"-a1e2", "-axyz"}, "YLPVBNESmozW 100"},
+        {{"-a", "30"}, "YLPVBNESmozW 30 60"},
     };
-    for (const Case& c : {Case{"-a45", 45.0f}, Case{"-A45.5abc", 45.5f}, Case{"-a1e2", 100.0f},
-                          Case{"-a", 60.0f}, Case{"-axyz", 60.0f}, Case{"-a-30", -30.0f}}) {
-        X3dConverter options;
-        Apply(options, {c.arg});
-        EXPECT_FLOAT_EQ(options.CreaseAngle, c.expected) << c.arg;
+    for (const auto& [args, expected] : cases) {
+        EXPECT_EQ(Applied(args), expected) << testing::PrintToString(args);
     }
 }
 
-TEST(CommandLine, AnAngleInItsOwnArgumentIsPositional) {
-    X3dConverter options;
-    const CommandLine line = Apply(options, {"-a", "30"});
-    EXPECT_FLOAT_EQ(options.CreaseAngle, 60.0f);
-    ASSERT_EQ(line.Positional.size(), 1u);
-    EXPECT_EQ(line.Positional[0], "30");
+TEST(OutputName, DerivedFromTheInput) {
+    const std::pair<const char*, const char*> cases[] = {
+        // The first ".dae" from the second character on becomes the extension.
+        {"model.dae", "model.x3d"}, {"dir/model.dae", "dir/model.x3d"}, {"a.dae.dae", "a.x3d.dae"},
+        {"my.daemon.txt", "my.x3dmon.txt"}, {".dae", ".dae.x3d"}, {".dae.dae", ".dae.x3d"},
+        // Without one the extension is appended.
+        {"model.DAE", "model.DAE.x3d"}, {"model.kmz", "model.kmz.x3d"}, {"", ".x3d"},
+        // Names that begin with "http" land in the working directory.
+        {"http://host/models/house.dae", "house.x3d"}, {"https://host/a\\b/m.kmz", "m.kmz.x3d"},
+        {"http://host/dir\\x.dae", "x.x3d"}, {"file:///data/m.dae", "file:///data/m.x3d"}};
+    for (const auto& [input, output] : cases) EXPECT_EQ(DeriveOutputName(input, ".x3d"), output) << input;
 }
 
-TEST(CommandLine, PositionalArgumentsKeepTheirOrderAmongOptions) {
-    X3dConverter options;
-    const CommandLine line = Apply(options, {"-l", "in.dae", "-z", "out.x3d", "third", "-sv"});
-    EXPECT_EQ(line.Positional, (std::vector<std::string>{"in.dae", "out.x3d", "third"}));
-    EXPECT_TRUE(options.ProtoLibraries);
-    EXPECT_TRUE(options.GzipOutput);
-    // An option after the input still applies.
-    EXPECT_FALSE(options.AutoViewpoint);
+TEST(OutputName, AnExistingDirectoryReceivesTheDerivedName) {
+    test::ScratchDirectory scratch;
+    const std::string dir = scratch.Path().string();
+    EXPECT_EQ(ResolveOutputName("in/model.dae", ".x3d", dir), dir + "/model.x3d");
+    EXPECT_EQ(ResolveOutputName("in/model.dae", ".x3d", dir + "/"), dir + "/model.x3d");
+    EXPECT_EQ(ResolveOutputName("http://h/p/q.dae", ".x3d", dir), dir + "/q.x3d");
+    EXPECT_EQ(ResolveOutputName("in/model.dae", ".x3d", dir + "/new.x3d"), dir + "/new.x3d");
+    EXPECT_EQ(ResolveOutputName("in/model.dae", ".x3d", ""), "in/model.x3d");
 }
 
-TEST(CommandLine, LibraryAndGzipLettersIgnoreWhatFollows) {
-    X3dConverter options;
-    Apply(options, {"-Lxyz", "-zip"});
-    EXPECT_TRUE(options.ProtoLibraries);
-    EXPECT_TRUE(options.GzipOutput);
+TEST(FilePattern, StarAndQuestionMarkAreTheOnlyWildcards) {
+    const std::tuple<const char*, const char*, bool> cases[] = {
+        {"*.dae", "a.dae", true},        {"*.dae", ".dae", true},        {"*.dae", "a.DAE", false},
+        {"a*b*c", "aXbYbZc", true},      {"a*b*c", "aXbYbZ", false},     {"?.dae", "x.dae", true},
+        {"?.dae", "xy.dae", false},      {"**", "", true},               {"100%.dae", "100%.dae", true},
+        {"100%.dae", "1000.dae", false}, {"[a].dae", "[a].dae", true},   {"[a].dae", "a.dae", false},
+        {"a\\*", "a\\bc", true}};
+    for (const auto& [pattern, name, matches] : cases) {
+        EXPECT_EQ(MatchesPattern(pattern, name), matches) << pattern << " " << name;
+    }
 }
 
-TEST(CommandLine, UsageTextIsPrintedRowByRow) {
-    const std::string text = test::CaptureOutput([](std::FILE* out) { PrintUsage(out); });
-    const std::string expected =
-        "\nUsage: Morvane [options] <inputfile or url> <output file name>\n"
-        "\nYou need to pass an argument on the command-line which is\ta URL or filename for the GoogleEarth "
-        "filename to be parsed.\n"
-        "-sy : supress polygons\n"
-        "-sl : supress lines\n"
-        "-sp : supress points\n"
-        "-sv : supress auto-viewpoint\n"
-        "-sb : supress auto-background\n"
-        "-sn : supress auto-navigation info\n"
-        "-se : supress EXAMINE navigation\n"
-        "-ss : supress mesh smoothing & optimization\n"
-        "-fy : force polygons (default)\n"
-        "-fl : force lines (default)\n"
-        "-fp : force points (default)\n"
-        "-fv : force auto-viewpoint (default)\n"
-        "-fb : force auto-background (default)\n"
-        "-fm : force materials if textures exist\n"
-        "-fn : force auto-navigation info (default)\n"
-        "-fe : force EXAMINE navigation (default)\n"
-        "-fs : force mesh smoothing & optimization (no warnings) This may take a long time!\n"
-        "-a  : set crease angle (default is 60.0)\n"
-        "-l  : use 'proto libraries'\n\n"
-        "-z  : gzip output\n\n"
-        " Sample usage - don't generate polylines, force smooth output (no warnings), gzip the result, put result "
-        "in specific path\n"
-        " Morvane -sl -fs -z model.kmz c:\\models\\model.x3d\n\n"
-        " Sample usage - don't generate anything but the model, smooth (but warn on big files), put result in "
-        "same directory\n"
-        " Morvane -sv -sn -sb model.kmz\n";
-    EXPECT_EQ(text, expected);
+TEST(FilePattern, MatchesAreSortedAndKeepThePatternsDirectory) {
+    test::ScratchDirectory scratch;
+    for (const char* name : {"b.dae", "a.dae", "C.dae", ".hidden.dae", "a.x3d"}) test::WriteFile(scratch / name, "");
+    std::filesystem::create_directory(scratch / "dir.dae");
+    const std::string dir = scratch.Path().string() + "/";
+    EXPECT_EQ(FindMatchingFiles(dir + "*.dae"),
+              (std::vector<std::string>{dir + "C.dae", dir + "a.dae", dir + "b.dae", dir + "dir.dae"}));
+    EXPECT_EQ(FindMatchingFiles(dir + ".*.dae"), (std::vector<std::string>{dir + ".hidden.dae"}));
+    EXPECT_TRUE(FindMatchingFiles(dir + "*.obj").empty());
+    EXPECT_TRUE(FindMatchingFiles(dir + "missing/*.dae").empty());
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
-// Runs the built program as a user would, in a scratch directory.
-#include <sys/stat.h>
-#include <unistd.h>
-
+// Output files as the converter writes them, and the built program run as
+// a user would, in a scratch directory.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
 #include "driver/command_line.h"
+#include "events/central_object.h"
 #include "test_support.h"
 
 namespace morvane {
@@ -15,11 +14,13 @@ namespace {
 using test::RunMorvane;
 using test::ScratchDirectory;
 
-const char* const kPrompt = "This file may take a long time to smooth & optimize.\nAre you sure you want to do this? (y/n):";
+const std::string kPrompt =
+    "This file may take a long time to smooth & optimize.\nAre you sure you want to do this? (y/n):";
 const char* const kNoMesh = "<COLLADA><asset><author>nobody</author></asset></COLLADA>";
 
-// A file of `size` bytes that takes no disk space.
-void MakeSparseFile(const std::filesystem::path& path, std::uintmax_t size) {
+// A file of `size` bytes that takes no disk space: above the size limit
+// unless told otherwise.
+void MakeSparseFile(const std::filesystem::path& path, std::uintmax_t size = 10000001) {
     test::WriteFile(path, "");
     std::filesystem::resize_file(path, size);
 }
@@ -30,13 +31,9 @@ std::size_t Count(const std::string& text, const std::string& what) {
     return count;
 }
 
-std::vector<std::string> Entries(const std::filesystem::path& directory) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+std::size_t EntryCount(const std::filesystem::path& directory) {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator()));
 }
 
 TEST(EndToEnd, WithoutAnInputTheUsageTextIsPrinted) {
@@ -48,18 +45,12 @@ TEST(EndToEnd, WithoutAnInputTheUsageTextIsPrinted) {
         EXPECT_EQ(result.out, usage);
         EXPECT_EQ(result.err, "");
     }
+    // The default angle is shown, whatever the arguments say.
+    EXPECT_EQ(usage.rfind("\nUsage: Morvane [options] <inputfile or url> <output file name>\n", 0), 0u);
+    EXPECT_NE(usage.find("\n-a  : set crease angle (default is 60.0)\n"), std::string::npos);
 }
 
-TEST(EndToEnd, ADocumentWithoutMeshWritesNothing) {
-    ScratchDirectory scratch;
-    test::WriteFile(scratch / "empty.dae", kNoMesh);
-    const auto result = RunMorvane(scratch.Path(), {"empty.dae"});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(Entries(scratch.Path()), std::vector<std::string>{"empty.dae"});
-}
-
-TEST(EndToEnd, APatternThatMatchesNothingSaysSo) {
+TEST(EndToEnd, NothingIsWrittenForNoMatchNoMeshOrABrokenDocument) {
     ScratchDirectory scratch;
     test::WriteFile(scratch / "model.obj", "");
     for (const char* pattern : {"*.dae", "sub/*.dae", "100%20model.dae"}) {
@@ -67,25 +58,21 @@ TEST(EndToEnd, APatternThatMatchesNothingSaysSo) {
         EXPECT_EQ(result.exitCode, 0) << pattern;
         EXPECT_EQ(result.out, "No\tmatching files found\n") << pattern;
     }
-}
-
-TEST(EndToEnd, AMalformedDocumentDoesNotStopTheBatch) {
-    ScratchDirectory scratch;
     test::WriteFile(scratch / "a-broken.dae", "<COLLADA><asset>");
-    test::WriteFile(scratch / "b-missing-end.dae", "<COLLADA>");
-    // The prompt shows that the batch reached the last file.
-    MakeSparseFile(scratch / "c-large.dae", 10000001);
+    test::WriteFile(scratch / "b-empty.dae", kNoMesh);
+    // The prompt shows that the batch went on to the last file.
+    MakeSparseFile(scratch / "c-large.dae");
     const auto result = RunMorvane(scratch.Path(), {"*.dae"}, "y");
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.out, kPrompt);
     EXPECT_EQ(result.err, "");
-    EXPECT_EQ(Entries(scratch.Path()), (std::vector<std::string>{"a-broken.dae", "b-missing-end.dae", "c-large.dae"}));
+    EXPECT_EQ(EntryCount(scratch.Path()), 4u);
 }
 
 TEST(EndToEnd, ThePromptComesOnlyAboveTenMillionBytesWithSmoothing) {
     ScratchDirectory scratch;
     MakeSparseFile(scratch / "exact.dae", 10000000);
-    MakeSparseFile(scratch / "above.dae", 10000001);
+    MakeSparseFile(scratch / "above.dae");
     EXPECT_EQ(RunMorvane(scratch.Path(), {"exact.dae"}, "y").out, "");
     EXPECT_EQ(RunMorvane(scratch.Path(), {"above.dae"}, "y").out, kPrompt);
     EXPECT_EQ(RunMorvane(scratch.Path(), {"-ss", "above.dae"}, "y").out, "");
@@ -96,42 +83,34 @@ TEST(EndToEnd, ThePromptComesOnlyAboveTenMillionBytesWithSmoothing) {
 
 TEST(EndToEnd, AnsweringNoSwitchesSmoothingOffForTheRestOfTheBatch) {
     ScratchDirectory scratch;
-    for (const char* name : {"1.dae", "2.dae", "3.dae"}) MakeSparseFile(scratch / name, 10000001);
+    for (const char* name : {"1.dae", "2.dae", "3.dae"}) MakeSparseFile(scratch / name);
     // One character per prompt: "y" answers the first, "N" the second, and no third prompt comes.
-    const auto answered = RunMorvane(scratch.Path(), {"*.dae"}, "yN\n");
-    EXPECT_EQ(Count(answered.out, kPrompt), 2u);
-    const auto declined = RunMorvane(scratch.Path(), {"*.dae"}, "n");
-    EXPECT_EQ(Count(declined.out, kPrompt), 1u);
+    EXPECT_EQ(Count(RunMorvane(scratch.Path(), {"*.dae"}, "yN\n").out, kPrompt), 2u);
+    EXPECT_EQ(Count(RunMorvane(scratch.Path(), {"*.dae"}, "n").out, kPrompt), 1u);
 }
 
-TEST(EndToEnd, AnExistingDaeIsNeverTakenAsTheOutput) {
+TEST(EndToEnd, NeitherTheInputNorAnExistingDaeIsTakenAsTheOutput) {
     ScratchDirectory scratch;
-    MakeSparseFile(scratch / "big.dae", 10000001);
+    MakeSparseFile(scratch / "big.dae");
     test::WriteFile(scratch / "other.DAE", "keep me");
-    // What a shell makes of "morvane *.dae": the second document is not an output name.
-    const auto result = RunMorvane(scratch.Path(), {"big.dae", "other.DAE"}, "y");
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.out, "");  // refused before the prompt
-    EXPECT_NE(result.err.find("other.DAE"), std::string::npos);
-    EXPECT_EQ(Count(result.err, "\n"), 1u);
-    EXPECT_EQ(test::ReadFile(scratch / "other.DAE"), "keep me");
-}
-
-TEST(EndToEnd, TheInputIsNeverTheOutput) {
-    ScratchDirectory scratch;
     test::WriteFile(scratch / "scene.x3d", kNoMesh);
     std::filesystem::create_symlink("scene.x3d", scratch / "alias.x3d");
-    for (const char* output : {"scene.x3d", "./scene.x3d", "alias.x3d"}) {
-        const auto result = RunMorvane(scratch.Path(), {"scene.x3d", output});
+    // What a shell makes of "morvane *.dae": the second document is not an
+    // output name. Each is refused before the prompt, with one line.
+    for (const auto& [input, output] : {std::pair{"big.dae", "other.DAE"}, {"scene.x3d", "scene.x3d"},
+                                        {"scene.x3d", "./scene.x3d"}, {"scene.x3d", "alias.x3d"}}) {
+        const auto result = RunMorvane(scratch.Path(), {input, output}, "y");
         EXPECT_EQ(result.exitCode, 0) << output;
+        EXPECT_EQ(result.out, "") << output;
         EXPECT_EQ(Count(result.err, "\n"), 1u) << output;
-        EXPECT_EQ(test::ReadFile(scratch / "scene.x3d"), kNoMesh) << output;
     }
+    EXPECT_EQ(test::ReadFile(scratch / "other.DAE"), "keep me");
+    EXPECT_EQ(test::ReadFile(scratch / "scene.x3d"), kNoMesh);
 }
 
 TEST(EndToEnd, AnUnwritableOutputIsFoundOutBeforeTheDocumentIsRead) {
     ScratchDirectory scratch;
-    MakeSparseFile(scratch / "big.dae", 10000001);
+    MakeSparseFile(scratch / "big.dae");
     for (const char* output : {"missing/out.x3d", "."}) {
         const auto result = RunMorvane(scratch.Path(), {"big.dae", output}, "y");
         EXPECT_EQ(result.exitCode, 0) << output;
@@ -143,14 +122,53 @@ TEST(EndToEnd, AnUnwritableOutputIsFoundOutBeforeTheDocumentIsRead) {
 TEST(EndToEnd, UrlsAreFetchedAndNeverPrompt) {
     ScratchDirectory scratch;
     test::LocalHttpServer server({{"/models/empty.dae", test::HttpOk(kNoMesh)}});
-    const auto result = RunMorvane(scratch.Path(), {server.Url("/models/empty.dae"), "-fs"});
+    const auto result = RunMorvane(scratch.Path(), {server.Url("/models/empty.dae")}, "y");
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(server.Requests(), 1);
-    const auto missing = RunMorvane(scratch.Path(), {server.Url("/models/none.dae")});
-    EXPECT_EQ(missing.exitCode, 0);
-    EXPECT_EQ(server.Requests(), 2);
     EXPECT_TRUE(std::filesystem::is_empty(scratch.Path()));
+}
+
+
+// Runs one document through its start and end with a bounding box of a
+// cube of side 2 and one mesh; gives what the output holds.
+std::string Convert(const std::filesystem::path& output) {
+    X3dConverter converter;
+    converter.OutputFileName = output.string();
+    converter.startDocument();
+    converter.BoundsMin = {-1.0, -1.0, -1.0};
+    converter.BoundsMax = {1.0, 1.0, 1.0};
+    converter.MeshLibrary->AddMesh("geometry", "", 0, 60.0f);
+    converter.endDocument();
+    return std::filesystem::is_regular_file(output) ? test::ReadFile(output) : std::string();
+}
+
+TEST(DocumentFrame, BaseNameDropsDirectoryAndExtension) {
+    test::ScratchDirectory scratch;
+    std::filesystem::create_directory(scratch / "v1.2");
+    // A dot in a directory name, none in the file name: the cut happens at that dot.
+    EXPECT_NE(Convert(scratch / "v1.2" / "model").find("<Viewpoint DEF='v1 Front'"), std::string::npos);
+    EXPECT_NE(Convert(scratch / "v1.2" / "model.x3d.x3d").find("<Viewpoint DEF='model.x3d Front'"),
+              std::string::npos);
+}
+
+TEST(DocumentFrame, ReplacesAnEarlierFileWholeAndLeavesNoTemporary) {
+    test::ScratchDirectory scratch;
+    test::WriteFile(scratch / "out.x3d", std::string(100000, 'x'));
+    const std::string text = Convert(scratch / "out.x3d");
+    EXPECT_EQ(text.rfind("<?xml", 0), 0u);
+    EXPECT_EQ(text.find("xxxxxxxxxx"), std::string::npos);
+    EXPECT_EQ(EntryCount(scratch.Path()), 1u);
+}
+
+TEST(DocumentFrame, AFailedWriteKeepsTheEarlierFile) {
+    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
+    test::ScratchDirectory scratch;
+    // A link to a device is written directly; the device refuses every byte, and nothing is left over.
+    std::filesystem::create_symlink("/dev/full", scratch / "full.x3d");
+    Convert(scratch / "full.x3d");
+    EXPECT_TRUE(std::filesystem::is_symlink(scratch / "full.x3d"));
+    EXPECT_EQ(EntryCount(scratch.Path()), 1u);
 }
 
 }  // namespace

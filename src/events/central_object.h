@@ -95,7 +95,8 @@ public:
     virtual ResultCode OpenOutput(const std::string& name);
 
     // The node that scene elements attach to: the top of NodeStack, or null
-    // while no library element has opened.
+    // while no library element has opened and inside a node nested deeper
+    // than kMaxTransformDepth.
     TransformNode* CurrentNode() const { return NodeStack.empty() ? nullptr : NodeStack.back(); }
 
     // Creates a per-document node that lives until the next document starts.

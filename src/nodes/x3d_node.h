@@ -113,6 +113,11 @@ private:
     AppearanceNode* ChooseAppearance(const MeshNode& mesh) const;
 };
 
+// How deep node elements nest below a root. Real models stay far below it;
+// deeper nodes are left out, so that neither the tree nor its writing can
+// run out of stack, and the indentation of the output stays bounded.
+inline constexpr std::size_t kMaxTransformDepth = 1000;
+
 // One COLLADA node, or one of the two roots of a document.
 class TransformNode : public X3dNode {
 public:

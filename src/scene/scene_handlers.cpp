@@ -58,10 +58,16 @@ bool LibraryNodesHandler::Start(const std::string& name, const AttributeList&) {
 bool NodeHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
     ColladaReader& reader = Owner();
+    if (reader.NodeStack.empty()) return true;
     TransformNode* parent = reader.CurrentNode();
-    if (parent == nullptr) return true;
-    parent->Children.push_back(std::make_unique<TransformNode>(GetAttribute(attributes, "id"), &reader));
-    reader.NodeStack.push_back(parent->Children.back().get());
+    // Below the deepest node kept, a null entry stands for each open node,
+    // so that everything inside it is ignored and its end pops its own entry.
+    TransformNode* node = nullptr;
+    if (parent != nullptr && reader.NodeStack.size() <= kMaxTransformDepth) {
+        parent->Children.push_back(std::make_unique<TransformNode>(GetAttribute(attributes, "id"), &reader));
+        node = parent->Children.back().get();
+    }
+    reader.NodeStack.push_back(node);
     ++reader.NodeDepth;
     return true;
 }

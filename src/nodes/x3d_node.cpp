@@ -94,7 +94,9 @@ TransformNode::TransformNode(std::string name, ColladaReader* document)
 
 TransformNode::~TransformNode() = default;
 
-void TransformNode::Write(std::FILE* stream, int indent) {
+void TransformNode::Write(std::FILE* stream, int indent) { WriteAtDepth(stream, indent, 0); }
+
+void TransformNode::WriteAtDepth(std::FILE* stream, int indent, std::size_t depth) {
     std::fflush(stream);
     WriteTabs(stream, indent);
     if (Written) {
@@ -111,13 +113,19 @@ void TransformNode::Write(std::FILE* stream, int indent) {
     std::fputs(" containerField='children'>\n", stream);
 
     for (X3dNode* instance : Instances) instance->Write(stream, indent + 1);
-    if (Document != nullptr && Document->LibraryRoot) {
+    // A chain of instance_node references can nest deeper than any node
+    // element does; it is cut where the children of the tree would be.
+    const bool nestMore = depth < kMaxTransformDepth;
+    if (nestMore && Document != nullptr && Document->LibraryRoot) {
         for (const std::string& id : NodeInstances) {
-            if (TransformNode* shared = Document->LibraryRoot->FindDescendant(id)) shared->Write(stream, indent + 1);
+            if (TransformNode* shared = Document->LibraryRoot->FindDescendant(id)) {
+                shared->WriteAtDepth(stream, indent + 1, depth + 1);
+            }
         }
     }
     for (const auto& child : Children) {
-        child->Write(stream, indent + 1);
+        if (!nestMore) break;
+        child->WriteAtDepth(stream, indent + 1, depth + 1);
         std::fputs("+", stdout);
     }
     WriteTabs(stream, indent);

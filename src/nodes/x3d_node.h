@@ -113,9 +113,10 @@ private:
     AppearanceNode* ChooseAppearance(const MeshNode& mesh) const;
 };
 
-// How deep node elements nest below a root. Real models stay far below it;
-// deeper nodes are left out, so that neither the tree nor its writing can
-// run out of stack, and the indentation of the output stays bounded.
+// How deep Transforms nest below a root, whether by node elements or
+// through instance_node references. Real models stay far below it; deeper
+// nodes are left out, so that neither the tree nor its writing can run out
+// of stack, and the indentation of the output stays bounded.
 inline constexpr std::size_t kMaxTransformDepth = 1000;
 
 // One COLLADA node, or one of the two roots of a document.
@@ -151,6 +152,10 @@ public:
     std::vector<X3dNode*> Instances;
     // Ids of the library nodes that this node instances.
     std::vector<std::string> NodeInstances;
+
+private:
+    // `depth` counts the Transforms being written around this one.
+    void WriteAtDepth(std::FILE* stream, int indent, std::size_t depth);
 };
 
 }  // namespace morvane

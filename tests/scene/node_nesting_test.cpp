@@ -2,6 +2,7 @@
 // inside them, and the nodes around them stay as they were.
 #include <gtest/gtest.h>
 
+#include "driver/conversion.h"
 #include "events/central_object.h"
 #include "test_support.h"
 
@@ -40,6 +41,32 @@ TEST(NodeNesting, NodesBelowTheDeepestKeptOneAreIgnoredWithTheirContents) {
     // The instance after the dropped node reaches the node that encloses it.
     ASSERT_EQ(deepest->Instances.size(), 1u);
     EXPECT_EQ(dynamic_cast<const ShapeNode&>(*deepest->Instances[0]).Name, "h");
+}
+
+std::size_t Count(const std::string& text, const std::string& what) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++count;
+    return count;
+}
+
+TEST(NodeNesting, ChainsOfInstancedNodesAreCutAtTheSameDepth) {
+    std::string chain;
+    for (int i = 0; i < 1100; ++i) {
+        chain += "<node id='n" + std::to_string(i) + "'><instance_node url='#n" + std::to_string(i + 1) + "'/></node>";
+    }
+    const std::string document =
+        "<COLLADA><library_geometries><geometry id='g'><mesh><float_array id='p-array'>0 0 0 1 0 0 0 1 0</float_array>"
+        "<vertices><input semantic='POSITION' source='#p'/></vertices><triangles count='1'>"
+        "<input semantic='VERTEX' offset='0'/><p>0 1 2</p></triangles></mesh></geometry></library_geometries>"
+        "<library_nodes>" + chain + "</library_nodes><library_visual_scenes><visual_scene>"
+        "<node id='top'><instance_geometry url='#g'/><instance_node url='#n0'/></node>"
+        "</visual_scene></library_visual_scenes></COLLADA>";
+    const std::string x3d = ConvertInMemory(document, {});
+    // The scene's root, the node 'top' at depth 1, and n0 to n998 below it.
+    EXPECT_EQ(Count(x3d, "<Transform DEF="), 1001u);
+    EXPECT_EQ(Count(x3d, "</Transform>"), 1001u);
+    EXPECT_EQ(Count(x3d, "DEF='n998'"), 1u);
+    EXPECT_EQ(Count(x3d, "DEF='n999'"), 0u);
 }
 
 }  // namespace

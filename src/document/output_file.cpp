@@ -86,11 +86,24 @@ bool OutputStream::Open(const std::string& target) {
     return true;
 }
 
+bool OutputStream::OpenInMemory() {
+    Abandon();
+    text_.clear();
+    file_ = open_memstream(&memory_, &memorySize_);
+    inMemory_ = file_ != nullptr;
+    return inMemory_;
+}
+
 bool OutputStream::Close() {
     if (file_ == nullptr) return false;
     bool good = std::fflush(file_) == 0 && !std::ferror(file_);
     good = (std::fclose(file_) == 0) && good;
     file_ = nullptr;
+    if (inMemory_) {
+        if (good) text_.assign(memory_, memorySize_);
+        ReleaseMemory();
+        return good;
+    }
     if (!temporary_.empty()) {
         if (good) good = std::rename(temporary_.c_str(), target_.c_str()) == 0;
         if (!good) unlink(temporary_.c_str());
@@ -103,8 +116,19 @@ void OutputStream::Abandon() {
     if (file_ == nullptr) return;
     std::fclose(file_);
     file_ = nullptr;
+    if (inMemory_) {
+        ReleaseMemory();
+        return;
+    }
     if (!temporary_.empty()) unlink(temporary_.c_str());
     temporary_.clear();
+}
+
+void OutputStream::ReleaseMemory() {
+    std::free(memory_);
+    memory_ = nullptr;
+    memorySize_ = 0;
+    inMemory_ = false;
 }
 
 bool CanWriteOutput(const std::string& target) {

@@ -2,11 +2,13 @@
 // under a temporary name and renamed over the target only when all of it
 // was written; a failed write leaves any earlier file of that name as it
 // was. A target that exists and is not a regular file (a FIFO, a device)
-// is written directly.
+// is written directly. A stream opened in memory touches no file: its
+// text is kept for TakeText.
 #pragma once
 
 #include <cstdio>
 #include <string>
+#include <utility>
 
 namespace morvane {
 
@@ -19,6 +21,8 @@ public:
 
     // Opens the stream for `target`; false when it cannot be opened.
     bool Open(const std::string& target);
+    // Opens the stream on a buffer of its own instead of a file.
+    bool OpenInMemory();
     bool IsOpen() const { return file_ != nullptr; }
     std::FILE* Get() const { return file_; }
     // Flushes and closes; the target gets the text only if every write
@@ -26,11 +30,20 @@ public:
     bool Close();
     // Closes without touching the target.
     void Abandon();
+    // The text of the last in-memory stream that closed well, moved out.
+    std::string TakeText() { return std::move(text_); }
 
 private:
+    void ReleaseMemory();
+
     std::FILE* file_ = nullptr;
     std::string target_;
     std::string temporary_;  // empty when writing directly
+    // Owned by the stream of open_memstream while it is open; ours after.
+    char* memory_ = nullptr;
+    std::size_t memorySize_ = 0;
+    bool inMemory_ = false;
+    std::string text_;
 };
 
 // Whether a file of this name could be opened for writing: its directory

@@ -54,6 +54,14 @@ bool RefuseOutput(const std::string& input, const std::string& output, bool expl
     return false;
 }
 
+// Writes its document into memory, whatever the output's name.
+class InMemoryConverter final : public X3dConverter {
+public:
+    ResultCode OpenOutput(const std::string&) override {
+        return OutputFile.OpenInMemory() ? kResultOk : kResultFailed;
+    }
+};
+
 }  // namespace
 
 void TraceError(const char*, ResultCode) {}
@@ -161,6 +169,19 @@ int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& 
     }
     std::fflush(console.out);
     return 0;
+}
+
+std::string ConvertInMemory(std::string_view document, const std::vector<std::string>& options,
+                            const std::string& outputName, std::size_t chunkSize) {
+    InMemoryConverter converter;
+    std::vector<std::string> args{"morvane"};
+    args.insert(args.end(), options.begin(), options.end());
+    ApplyArguments(args, converter);
+    converter.OutputFileName = outputName;
+    XmlReader reader;
+    reader.PutContentHandler(&converter);
+    reader.ParseBuffer(document, chunkSize);
+    return converter.OutputFile.TakeText();
 }
 
 int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& console) {

@@ -182,6 +182,14 @@ int PrimitiveHandler::TupleWidth() const {
     return (VertexOffset >= 0 ? 1 : 0) + (NormalOffset >= 0 ? 1 : 0) + (TexcoordOffset >= 0 ? 1 : 0);
 }
 
+MeshNode* PrimitiveHandler::TakeIndexList(std::vector<std::int32_t>& list) {
+    ColladaReader& owner = Owner();
+    TakeInts(owner.FindHandler("p"), list);
+    MeshNode* mesh = LastMesh(owner);
+    if (mesh == nullptr) ResetOffsets();
+    return mesh;
+}
+
 void PrimitiveHandler::ResetOffsets() {
     VertexOffset = -1;
     NormalOffset = -1;
@@ -193,13 +201,9 @@ bool TrianglesHandler::End(const std::string& name) {
     ColladaReader& owner = Owner();
     if (!owner.WritePolygons) return true;
     const int width = TupleWidth();
-    MeshNode* mesh = LastMesh(owner);
     std::vector<std::int32_t> list;
-    TakeInts(owner.FindHandler("p"), list);
-    if (mesh == nullptr) {
-        ResetOffsets();
-        return true;
-    }
+    MeshNode* mesh = TakeIndexList(list);
+    if (mesh == nullptr) return true;
 
     std::int32_t count = 0;
     ScanInt(Count, count);
@@ -233,15 +237,11 @@ bool PolylistHandler::End(const std::string& name) {
     ColladaReader& owner = Owner();
     if (!owner.WritePolygons) return true;
     const int width = TupleWidth();
-    MeshNode* mesh = LastMesh(owner);
-    std::vector<std::int32_t> list;
     std::vector<std::int32_t> vertexCounts;
-    TakeInts(owner.FindHandler("p"), list);
     TakeInts(owner.FindHandler("vcount"), vertexCounts);
-    if (mesh == nullptr) {
-        ResetOffsets();
-        return true;
-    }
+    std::vector<std::int32_t> list;
+    MeshNode* mesh = TakeIndexList(list);
+    if (mesh == nullptr) return true;
 
     CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, VertexOffset, NormalOffset,
                         TexcoordOffset);

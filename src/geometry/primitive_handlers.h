@@ -4,10 +4,13 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "events/tag_handler.h"
 
 namespace morvane {
+
+class MeshNode;
 
 // What triangles, polylist and polygons share: the offsets of their three
 // channels in an index tuple, set by the inputs inside them, and the start
@@ -20,6 +23,9 @@ public:
     // How many of the three channels have an offset: the tuple width.
     int TupleWidth() const;
     void ResetOffsets();
+    // Takes the index list of the ending element into `list` and gives the
+    // mesh it builds; without one, the offsets are reset and null is given.
+    MeshNode* TakeIndexList(std::vector<std::int32_t>& list);
 
     std::int32_t VertexOffset = -1;
     std::int32_t NormalOffset = -1;

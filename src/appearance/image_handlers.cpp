@@ -20,13 +20,6 @@ void ReplaceFirst(std::string& text, const std::string& from, const std::string&
     if (at != std::string::npos) text.replace(at, from.size(), to);
 }
 
-// The current animation's newest source record, or null.
-AnimationSource* CurrentAnimationSource(ColladaReader& reader) {
-    if (reader.AnimationStack.empty() || reader.AnimationStack.back() == nullptr) return nullptr;
-    std::vector<AnimationSource>& records = reader.AnimationStack.back()->SourceRecords;
-    return records.empty() ? nullptr : &records.back();
-}
-
 }  // namespace
 
 bool ImageHandler::Start(const std::string& name, const AttributeList& attributes) {
@@ -66,10 +59,10 @@ bool SourceHandler::Start(const std::string& name, const AttributeList& attribut
     if (!MatchStart(name)) return false;
     GetAttributeString(attributes, "id", Id);
     ColladaReader& reader = Owner();
-    if (reader.IsTagOpen("animation") && !reader.AnimationStack.empty() && reader.AnimationStack.back() != nullptr) {
+    if (AnimationNode* animation = reader.CurrentAnimation()) {
         AnimationSource source;
         source.Id = Id;
-        reader.AnimationStack.back()->SourceRecords.push_back(std::move(source));
+        animation->SourceRecords.push_back(std::move(source));
     }
     return true;
 }
@@ -78,11 +71,11 @@ bool SourceHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     ColladaReader& reader = Owner();
     if (reader.IsTagOpen("newparam") && !reader.NewParams.empty()) reader.NewParams.back().Source = Text;
-    if (reader.IsTagOpen("animation")) {
+    AnimationNode* animation = reader.CurrentAnimation();
+    if (animation != nullptr && !animation->SourceRecords.empty()) {
         // Looked up only now, so the array may stand before or after the accessor.
-        if (AnimationSource* source = CurrentAnimationSource(reader)) {
-            source->Array = FindFloatArray(reader.Sources, source->Accessor.SourceId);
-        }
+        AnimationSource& source = animation->SourceRecords.back();
+        source.Array = FindFloatArray(reader.Sources, source.Accessor.SourceId);
     }
     Text.clear();
     return true;

@@ -97,6 +97,11 @@ public:
     // The node that scene elements attach to: the top of NodeStack, or null
     // while no library element has opened.
     TransformNode* CurrentNode() const { return NodeStack.empty() ? nullptr : NodeStack.back(); }
+    // The animation that sources, accessors and sampler inputs fill: the top
+    // of AnimationStack while an animation element counts as open, or null.
+    AnimationNode* CurrentAnimation() const {
+        return IsTagOpen("animation") && !AnimationStack.empty() ? AnimationStack.back() : nullptr;
+    }
 
     // Creates a per-document node that lives until the next document starts.
     template <class T, class... Args>

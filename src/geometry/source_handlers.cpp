@@ -44,8 +44,7 @@ bool AccessorHandler::Start(const std::string& name, const AttributeList& attrib
 bool AccessorHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     ColladaReader& owner = Owner();
-    if (!owner.IsTagOpen("animation") || owner.AnimationStack.empty()) return true;
-    AnimationNode* animation = owner.AnimationStack.back();
+    AnimationNode* animation = owner.CurrentAnimation();
     if (animation == nullptr || animation->SourceRecords.empty()) return true;
 
     SourceAccessor& accessor = animation->SourceRecords.back().Accessor;
@@ -89,13 +88,11 @@ bool InputHandler::Start(const std::string& name, const AttributeList& attribute
         SetPrimitiveChannel(offset);
     } else if (owner.IsTagOpen("vertices")) {
         if (Semantic == "POSITION") owner.PositionSourceId = DropFirst(Source);
-    } else if (owner.IsTagOpen("animation") && owner.IsTagOpen("sampler")) {
-        if (!owner.AnimationStack.empty() && owner.AnimationStack.back() != nullptr) {
-            SamplerInput input;
-            input.Semantic = Semantic;
-            input.SourceId = DropFirst(Source);
-            owner.AnimationStack.back()->Sampler.Inputs.push_back(std::move(input));
-        }
+    } else if (AnimationNode* animation = owner.CurrentAnimation(); animation != nullptr && owner.IsTagOpen("sampler")) {
+        SamplerInput input;
+        input.Semantic = Semantic;
+        input.SourceId = DropFirst(Source);
+        animation->Sampler.Inputs.push_back(std::move(input));
     }
     return true;
 }

@@ -49,14 +49,15 @@ int main(int argc, char** argv) {
                "  <library_geometries>\n    <geometry id=\"field\" name=\"field\">\n      <mesh>\n",
                out);
 
+    const char* const kXyzParams =
+        "<param name=\"X\" type=\"float\"/><param name=\"Y\" type=\"float\"/><param name=\"Z\" type=\"float\"/>";
     WriteArrayStart(out, "field-positions", points * 3);
     for (long j = 0; j < side; ++j) {
         std::fputc('\n', out);
         for (long i = 0; i < side; ++i) std::fprintf(out, "%g %g %g ", double(i), Height(i, j), double(j));
     }
     WriteArrayEnd(out, "field-positions", points * 3, 3,
-                  "<param name=\"X\" type=\"float\"/><param name=\"Y\" type=\"float\"/>"
-                  "<param name=\"Z\" type=\"float\"/>");
+kXyzParams);
 
     WriteArrayStart(out, "field-normals", points * 3);
     for (long j = 0; j < side; ++j) {
@@ -69,8 +70,7 @@ int main(int argc, char** argv) {
         }
     }
     WriteArrayEnd(out, "field-normals", points * 3, 3,
-                  "<param name=\"X\" type=\"float\"/><param name=\"Y\" type=\"float\"/>"
-                  "<param name=\"Z\" type=\"float\"/>");
+kXyzParams);
 
     WriteArrayStart(out, "field-map", points * 2);
     for (long j = 0; j < side; ++j) {

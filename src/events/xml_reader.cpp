@@ -21,6 +21,8 @@ namespace {
 constexpr char kNamespaceSeparator = '\n';
 
 constexpr std::size_t kReadBlock = 1 << 20;
+// The parser takes at most this much in one call.
+constexpr std::size_t kLargestBlock = 1 << 30;
 
 std::string_view LocalName(const XML_Char* name) {
     std::string_view full(name);
@@ -98,40 +100,58 @@ public:
         if (handler_ != nullptr) Guard([&] { handler_->startDocument(); });
     }
 
-    // Feeds a piece of the document; false once the parse has failed.
+    // Feeds a piece of the document as it is; false once the parse has failed.
     bool Feed(const char* data, std::size_t size) {
         while (failure_ == kResultOk && size > 0) {
-            const int piece = static_cast<int>(std::min<std::size_t>(size, 1 << 30));
+            const int piece = static_cast<int>(std::min<std::size_t>(size, kLargestBlock));
             if (XML_Parse(parser_, data, piece, XML_FALSE) != XML_STATUS_OK) NoteExpatError();
+            fed_ += static_cast<std::uint64_t>(piece);
             data += piece;
             size -= static_cast<std::size_t>(piece);
         }
         return failure_ == kResultOk;
     }
 
-    // Reads a block straight into expat's own buffer, saving a copy.
-    bool FeedFrom(std::FILE* file, bool& atEnd) {
-        void* buffer = XML_GetBuffer(parser_, static_cast<int>(kReadBlock));
-        if (buffer == nullptr) {
-            failure_ = kResultOutOfMemory;
-            return false;
-        }
-        const std::size_t got = std::fread(buffer, 1, kReadBlock, file);
-        if (std::ferror(file)) {
-            failure_ = kResultFailed;
-            return false;
-        }
-        atEnd = got < kReadBlock;
-        if (XML_ParseBuffer(parser_, static_cast<int>(got), atEnd ? XML_TRUE : XML_FALSE) != XML_STATUS_OK) {
-            NoteExpatError();
+    // Copies a piece of the document into the block being filled, handing
+    // each full block to the parser; false once the parse has failed.
+    bool Append(const char* data, std::size_t size) {
+        while (failure_ == kResultOk && size > 0) {
+            if (!OpenBlock()) return false;
+            const std::size_t room = blockSize_ - blockFilled_;
+            const std::size_t piece = std::min(room, size);
+            std::memcpy(block_ + blockFilled_, data, piece);
+            blockFilled_ += piece;
+            data += piece;
+            size -= piece;
+            if (blockFilled_ == blockSize_) ParseBlock(false);
         }
         return failure_ == kResultOk;
     }
 
-    ResultCode Finish(bool alreadyFinal = false) {
-        if (failure_ == kResultOk && !alreadyFinal &&
-            XML_Parse(parser_, nullptr, 0, XML_TRUE) != XML_STATUS_OK) {
-            NoteExpatError();
+    // Reads a file to its end straight into the parser's own buffers.
+    // False once the parse has failed or the file could not be read.
+    bool AppendFile(std::FILE* file) {
+        while (failure_ == kResultOk) {
+            if (!OpenBlock()) return false;
+            const std::size_t got = std::fread(block_ + blockFilled_, 1, blockSize_ - blockFilled_, file);
+            blockFilled_ += got;
+            if (std::ferror(file)) {
+                Fail(kResultFailed);
+                return false;
+            }
+            if (blockFilled_ < blockSize_) return true;  // the end of the file
+            ParseBlock(false);
+        }
+        return false;
+    }
+
+    ResultCode Finish() {
+        if (failure_ == kResultOk) {
+            if (block_ != nullptr) {
+                ParseBlock(true);
+            } else if (XML_Parse(parser_, nullptr, 0, XML_TRUE) != XML_STATUS_OK) {
+                NoteExpatError();
+            }
         }
         if (failure_ == kResultOk && handler_ != nullptr) Guard([&] { handler_->endDocument(); });
         return failure_;
@@ -143,6 +163,33 @@ public:
     ResultCode Failure() const { return failure_; }
 
 private:
+    // A token that spans several blocks is parsed again from its start with
+    // each block, so a block is made at least as large as the text waiting
+    // since the last event: a huge attribute then costs linear time.
+    bool OpenBlock() {
+        if (block_ != nullptr) return true;
+        const std::uint64_t waiting = fed_ - lastEvent_;
+        blockSize_ = static_cast<std::size_t>(std::clamp<std::uint64_t>(waiting, kReadBlock, kLargestBlock));
+        block_ = static_cast<char*>(XML_GetBuffer(parser_, static_cast<int>(blockSize_)));
+        blockFilled_ = 0;
+        if (block_ == nullptr) Fail(kResultOutOfMemory);
+        return block_ != nullptr;
+    }
+
+    void ParseBlock(bool final) {
+        const int filled = static_cast<int>(blockFilled_);
+        block_ = nullptr;
+        blockFilled_ = 0;
+        if (XML_ParseBuffer(parser_, filled, final ? XML_TRUE : XML_FALSE) != XML_STATUS_OK) NoteExpatError();
+        fed_ += static_cast<std::uint64_t>(filled);
+    }
+
+    // Notes where the latest event began, in bytes from the document's start.
+    void NoteEvent() {
+        const XML_Index at = XML_GetCurrentByteIndex(parser_);
+        if (at >= 0) lastEvent_ = static_cast<std::uint64_t>(at);
+    }
+
     template <class F>
     void Guard(F&& step) {
         try {
@@ -168,6 +215,7 @@ private:
 
     static void XMLCALL OnStart(void* self, const XML_Char* name, const XML_Char** attributes) {
         auto* session = static_cast<ParseSession*>(self);
+        session->NoteEvent();
         if (session->handler_ == nullptr) return;
         session->Guard([&] {
             session->handler_->startElement(LocalName(name), ExpatAttributes(attributes));
@@ -176,12 +224,14 @@ private:
 
     static void XMLCALL OnEnd(void* self, const XML_Char* name) {
         auto* session = static_cast<ParseSession*>(self);
+        session->NoteEvent();
         if (session->handler_ == nullptr) return;
         session->Guard([&] { session->handler_->endElement(LocalName(name)); });
     }
 
     static void XMLCALL OnCharacters(void* self, const XML_Char* text, int length) {
         auto* session = static_cast<ParseSession*>(self);
+        session->NoteEvent();
         if (session->handler_ == nullptr) return;
         session->Guard([&] { session->handler_->characters(text, static_cast<std::size_t>(length)); });
     }
@@ -189,6 +239,13 @@ private:
     SaxContentHandler* handler_;
     XML_Parser parser_ = nullptr;
     ResultCode failure_ = kResultOk;
+    // The block of the parser's buffer being filled, if any.
+    char* block_ = nullptr;
+    std::size_t blockSize_ = 0;
+    std::size_t blockFilled_ = 0;
+    // Bytes handed to the parser so far, and where the latest event began.
+    std::uint64_t fed_ = 0;
+    std::uint64_t lastEvent_ = 0;
 };
 
 struct FileCloser {
@@ -203,7 +260,7 @@ std::size_t OnDownloadData(char* data, std::size_t size, std::size_t count, void
     auto* session = static_cast<ParseSession*>(user);
     const std::size_t bytes = size * count;
     // Returning less than was given makes libcurl abandon the transfer.
-    return session->Feed(data, bytes) ? bytes : 0;
+    return session->Append(data, bytes) ? bytes : 0;
 }
 
 void InitialiseCurlOnce() {
@@ -260,11 +317,8 @@ ResultCode XmlReader::ParseFile(const std::string& path) {
 
     ParseSession session(handler_);
     session.Begin();
-    bool atEnd = false;
-    while (!atEnd) {
-        if (!session.FeedFrom(file.get(), atEnd)) break;
-    }
-    return session.Finish(/*alreadyFinal=*/true);
+    if (!session.AppendFile(file.get())) return session.Failure();
+    return session.Finish();
 }
 
 ResultCode XmlReader::ParseDownload(const std::string& url) {

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "animation/animation_node.h"
+#include "events/name_index.h"
 #include "geometry/source_arrays.h"
 #include "nodes/transform_values.h"
 
@@ -78,12 +79,14 @@ void WriteInterpolator(std::FILE* stream, const AnimationSource& source, const c
     std::fputs(" '/>\n", stream);
 }
 
-// Sources of `input` whose accessor names `param` and which have values.
+// Sources of `input`, in order, whose accessor names `param` and which have
+// values; `byId` groups the sources by id.
 template <class Visit>
-void ForEachMatchingSource(const std::vector<AnimationSource>& sources, const SamplerInput& input,
-                           const char* param, Visit visit) {
-    for (const AnimationSource& source : sources) {
-        if (source.Id != input.SourceId || source.Accessor.Param.Name != param) continue;
+void ForEachMatchingSource(const std::vector<AnimationSource>& sources, const NameChains& byId,
+                           const SamplerInput& input, const char* param, Visit visit) {
+    for (std::size_t i = byId.First(input.SourceId); i != NameChains::kEnd; i = byId.Next(i)) {
+        const AnimationSource& source = sources[i];
+        if (source.Accessor.Param.Name != param) continue;
         if (source.Array == nullptr || source.Array->Values.empty()) continue;
         visit(source);
     }
@@ -94,10 +97,12 @@ void ForEachMatchingSource(const std::vector<AnimationSource>& sources, const Sa
 void AnimationNode::Write(std::FILE* stream, int indent) {
     std::fflush(stream);
     WriteTabs(stream, indent);
+    NameChains byId;
+    byId.Build(SourceRecords, [](const AnimationSource& source) -> const std::string& { return source.Id; });
 
     for (const SamplerInput& input : Sampler.Inputs) {
         if (input.Semantic != "INPUT") continue;
-        ForEachMatchingSource(SourceRecords, input, "TIME", [&](const AnimationSource& source) {
+        ForEachMatchingSource(SourceRecords, byId, input, "TIME", [&](const AnimationSource& source) {
             std::fprintf(stream, "<TimeSensor DEF='WorldTime' cycleInterval='%lg' />\n",
                          static_cast<double>(source.Array->Values.back()));
         });
@@ -106,7 +111,7 @@ void AnimationNode::Write(std::FILE* stream, int indent) {
     const char* axis = AxisOfTarget(Channel.Target);
     for (const SamplerInput& input : Sampler.Inputs) {
         if (input.Semantic != "OUTPUT" || axis == nullptr) continue;
-        ForEachMatchingSource(SourceRecords, input, "ANGLE",
+        ForEachMatchingSource(SourceRecords, byId, input, "ANGLE",
                               [&](const AnimationSource& source) { WriteInterpolator(stream, source, axis, indent); });
     }
 

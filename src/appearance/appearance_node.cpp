@@ -7,49 +7,51 @@ namespace morvane {
 ImageTextureNode::ImageTextureNode(ColladaReader* document, std::string id, std::string url)
     : X3dNode(document), Id(std::move(id)), Url(std::move(url)) {}
 
-namespace {
-
-template <class Field>
-AppearanceNode* FindFirst(AppearanceList& list, Field field, const std::string& key) {
-    for (AppearanceNode& appearance : list) {
-        if (appearance.*field == key) return &appearance;
-    }
-    return nullptr;
+AppearanceNode& AppearanceList::Add(const AppearanceNode& record) {
+    AppearanceNode& added = records_.emplace_back(record);
+    byName_.Note(added.Name, &added);
+    byId_.Note(added.Id, &added);
+    byEffect_.Note(added.EffectRef, &added);
+    return added;
 }
 
-}  // namespace
-
-AppearanceNode* AppearanceList::FindByName(const std::string& name) {
-    return FindFirst(*this, &AppearanceNode::Name, name);
+void AppearanceList::clear() {
+    byName_.Clear();
+    byId_.Clear();
+    byEffect_.Clear();
+    records_.clear();
 }
 
-AppearanceNode* AppearanceList::FindById(const std::string& id) { return FindFirst(*this, &AppearanceNode::Id, id); }
-
-AppearanceNode* AppearanceList::FindByEffect(const std::string& effectRef) {
-    return FindFirst(*this, &AppearanceNode::EffectRef, effectRef);
+ImageTextureNode& ImageList::Add(std::unique_ptr<ImageTextureNode> image) {
+    images_.push_back(std::move(image));
+    ImageTextureNode& added = *images_.back();
+    byId_.Note(added.Id, &added);
+    return added;
 }
 
-ImageTextureNode* FindImage(const ImageList& images, const std::string& id) {
-    for (const auto& image : images) {
-        if (image->Id == id) return image.get();
-    }
-    return nullptr;
+void ImageList::clear() {
+    byId_.Clear();
+    images_.clear();
 }
 
-NewParam* FindNewParam(NewParamList& params, const std::string& sid) {
-    for (NewParam& param : params) {
-        if (param.Sid == sid) return &param;
-    }
-    return nullptr;
+NewParam& NewParamList::Add(std::string sid) {
+    NewParam& added = params_.emplace_back(std::move(sid));
+    bySid_.Note(added.Sid, &added);
+    return added;
 }
 
-ImageTextureNode* ResolveTexture(const ImageList& images, NewParamList& params, const std::string& name) {
-    if (ImageTextureNode* image = FindImage(images, name)) return image;
-    const NewParam* sampler = FindNewParam(params, name);
+void NewParamList::clear() {
+    bySid_.Clear();
+    params_.clear();
+}
+
+ImageTextureNode* ResolveTexture(const ImageList& images, const NewParamList& params, const std::string& name) {
+    if (ImageTextureNode* image = images.Find(name)) return image;
+    const NewParam* sampler = params.Find(name);
     if (sampler == nullptr) return nullptr;
-    const NewParam* surface = FindNewParam(params, sampler->Source);
+    const NewParam* surface = params.Find(sampler->Source);
     if (surface == nullptr) return nullptr;
-    return FindImage(images, surface->InitFrom);
+    return images.Find(surface->InitFrom);
 }
 
 }  // namespace morvane

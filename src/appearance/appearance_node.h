@@ -7,8 +7,11 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "events/name_index.h"
 #include "nodes/x3d_node.h"
 
 namespace morvane {
@@ -29,19 +32,61 @@ public:
     // The DEF line the first time, the USE line after it.
     void Format(std::string& out) override;
 
-    std::string Id;
+    // Fixed at creation: the images are found again by it.
+    const std::string Id;
     std::string Url;
 };
 
-using ImageList = std::vector<std::unique_ptr<ImageTextureNode>>;
+// Every image of a document, in the order their init_from elements ended,
+// found again by id: the first image that bears an id is found.
+class ImageList {
+public:
+    // Appends the image; its Id is its key from then on.
+    ImageTextureNode& Add(std::unique_ptr<ImageTextureNode> image);
+    // The first image whose Id equals `id`, or null.
+    ImageTextureNode* Find(std::string_view id) const { return byId_.Find(id, nullptr); }
 
+    bool empty() const { return images_.empty(); }
+    std::size_t size() const { return images_.size(); }
+    ImageTextureNode& operator[](std::size_t i) const { return *images_[i]; }
+    auto begin() const { return images_.begin(); }
+    auto end() const { return images_.end(); }
+    void clear();
+
+private:
+    std::vector<std::unique_ptr<ImageTextureNode>> images_;
+    NameIndex<ImageTextureNode*> byId_;
+};
+
+// One newparam of an effect: a sampler names its surface in Source, a
+// surface names its image in InitFrom.
 struct NewParam {
-    std::string Sid;
+    explicit NewParam(std::string sid) : Sid(std::move(sid)) {}
+
+    // Fixed at creation: the records are found again by it.
+    const std::string Sid;
     std::string Source;
     std::string InitFrom;
 };
 
-using NewParamList = std::vector<NewParam>;
+// The newparam records of all effects of a document, in document order,
+// found again by sid: the first record that bears a sid is found.
+class NewParamList {
+public:
+    NewParam& Add(std::string sid);
+    // The first record whose Sid equals `sid`, or null.
+    NewParam* Find(std::string_view sid) const { return bySid_.Find(sid, nullptr); }
+
+    bool empty() const { return params_.empty(); }
+    std::size_t size() const { return params_.size(); }
+    NewParam& back() { return params_.back(); }
+    void clear();
+
+private:
+    // A deque keeps the records in place as the list grows.
+    std::deque<NewParam> params_;
+    NameIndex<NewParam*> bySid_;
+};
 
 class AppearanceNode : public X3dNode {
 public:
@@ -68,23 +113,41 @@ private:
     void WriteTexture(std::FILE* stream, const TextureSlot& slot, int indent);
 };
 
-// Every appearance of a document, in the order the materials ended. A deque
-// keeps the records in place while the list grows, so the searches can hand
-// out pointers that stay valid.
-class AppearanceList : public std::deque<AppearanceNode> {
+// Every appearance of a document, in the order the materials ended, found
+// again by name, by id and by the effect it asks for. Each search gives the
+// first record in list order that matches exactly, or null. A record's
+// Name, Id and EffectRef are its keys and stay as they were added; an effect
+// changes only its colours, numbers and textures.
+class AppearanceList {
 public:
-    // Linear and exact; the first match wins, null when there is none.
-    AppearanceNode* FindByName(const std::string& name);
-    AppearanceNode* FindById(const std::string& id);
-    AppearanceNode* FindByEffect(const std::string& effectRef);
+    // Appends a copy of `record`.
+    AppearanceNode& Add(const AppearanceNode& record);
+
+    AppearanceNode* FindByName(std::string_view name) const { return byName_.Find(name, nullptr); }
+    AppearanceNode* FindById(std::string_view id) const { return byId_.Find(id, nullptr); }
+    AppearanceNode* FindByEffect(std::string_view effectRef) const { return byEffect_.Find(effectRef, nullptr); }
+
+    bool empty() const { return records_.empty(); }
+    std::size_t size() const { return records_.size(); }
+    AppearanceNode& operator[](std::size_t i) { return records_[i]; }
+    const AppearanceNode& operator[](std::size_t i) const { return records_[i]; }
+    auto begin() { return records_.begin(); }
+    auto end() { return records_.end(); }
+    auto begin() const { return records_.begin(); }
+    auto end() const { return records_.end(); }
+    void clear();
+
+private:
+    // A deque keeps the records in place as the list grows, so the searches
+    // can hand out pointers that stay valid.
+    std::deque<AppearanceNode> records_;
+    NameIndex<AppearanceNode*> byName_;
+    NameIndex<AppearanceNode*> byId_;
+    NameIndex<AppearanceNode*> byEffect_;
 };
 
-// The first image whose Id equals `id`, or null.
-ImageTextureNode* FindImage(const ImageList& images, const std::string& id);
-// The first record whose Sid equals `sid`, or null.
-NewParam* FindNewParam(NewParamList& params, const std::string& sid);
 // The image that a texture name leads to: an image id directly, or a
 // sampler sid whose source is a surface sid whose init_from is an image id.
-ImageTextureNode* ResolveTexture(const ImageList& images, NewParamList& params, const std::string& name);
+ImageTextureNode* ResolveTexture(const ImageList& images, const NewParamList& params, const std::string& name);
 
 }  // namespace morvane

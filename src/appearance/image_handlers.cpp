@@ -40,7 +40,7 @@ bool InitFromHandler::End(const std::string& name) {
         ReplaceFirst(Text, ".tiff", ".jpg");
         ReplaceFirst(Text, ".tif", ".jpg");
         const auto* image = reader.FindHandlerAs<ImageHandler>("image");
-        reader.Images.push_back(
+        reader.Images.Add(
             std::make_unique<ImageTextureNode>(&reader, image != nullptr ? image->Id : std::string(), Text));
         Text.clear();
     }
@@ -51,7 +51,7 @@ bool InitFromHandler::End(const std::string& name) {
 
 bool NewparamHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    Owner().NewParams.push_back(NewParam{GetAttribute(attributes, "sid"), {}, {}});
+    Owner().NewParams.Add(GetAttribute(attributes, "sid"));
     return true;
 }
 

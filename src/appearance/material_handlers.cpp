@@ -28,8 +28,7 @@ bool MaterialHandler::End(const std::string& name) {
     AppearanceNode& current = reader.CurrentAppearance;
     // The whole working record goes, colours and all: an effect that never
     // comes leaves the material with what the record held at this point.
-    reader.Appearances.push_back(current);
-    reader.Appearances.back().Document = &reader;
+    reader.Appearances.Add(current).Document = &reader;
     current.Name.clear();
     current.Id.clear();
     current.EffectRef.clear();

@@ -25,6 +25,7 @@ void X3dConverter::WriteIndentedNode(X3dNode& node, int indent) {
 
 void X3dConverter::Write() {
     OutputFile.Abandon();
+    libraryIndex_.reset();
     // A document without a mesh gives no file at all.
     if (!MeshLibrary || MeshLibrary->Children.empty()) return;
     if (OpenOutput(OutputFileName) != kResultOk) return;

@@ -90,6 +90,12 @@ void ColladaReader::Reset() {
 
 void ColladaReader::Write() {}
 
+TransformNode* ColladaReader::FindLibraryNode(std::string_view id) {
+    if (!LibraryRoot) return nullptr;
+    if (!libraryIndex_) libraryIndex_ = std::make_unique<DescendantIndex>(*LibraryRoot);
+    return libraryIndex_->Find(id);
+}
+
 ResultCode ColladaReader::OpenOutput(const std::string& name) {
     return OutputFile.Open(name) ? kResultOk : kResultFailed;
 }
@@ -112,6 +118,7 @@ void ColladaReader::ClearDocument() {
     NewParams.clear();
     Lights.clear();
     MeshLibrary.reset();
+    libraryIndex_.reset();
     SceneRoot.reset();
     LibraryRoot.reset();
     DocumentNodes.clear();

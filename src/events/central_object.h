@@ -103,6 +103,11 @@ public:
         return IsTagOpen("animation") && !AnimationStack.empty() ? AnimationStack.back() : nullptr;
     }
 
+    // What TransformNode::FindDescendant of LibraryRoot finds, through an
+    // index built at the first search of a document's writing, once the
+    // library tree is complete.
+    TransformNode* FindLibraryNode(std::string_view id);
+
     // Creates a per-document node that lives until the next document starts.
     template <class T, class... Args>
     T* MakeNode(Args&&... args) {
@@ -139,8 +144,8 @@ public:
     AppearanceNode CurrentAppearance;
     AppearanceList Appearances;
     std::unique_ptr<morvane::MeshLibrary> MeshLibrary;
-    std::vector<std::unique_ptr<FloatArray>> Sources;
-    std::vector<std::unique_ptr<ImageTextureNode>> Images;
+    SourceList Sources;
+    ImageList Images;
     std::unique_ptr<TransformNode> SceneRoot;
     std::unique_ptr<TransformNode> LibraryRoot;
     std::vector<TransformNode*> NodeStack;
@@ -148,9 +153,9 @@ public:
     int OpenTransforms = 0;
     std::vector<AnimationNode*> Animations;
     std::vector<AnimationNode*> AnimationStack;
-    std::vector<NewParam> NewParams;
+    NewParamList NewParams;
     double UnitScale = 0.0254;
-    std::vector<LightNode*> Lights;
+    LightList Lights;
     bool ToolIsMaxOrMaya = false;
     bool ToolIsSketchUp = false;
     bool UpAxisIsZ = false;
@@ -158,6 +163,10 @@ public:
     // Owner of the shapes, viewpoints, lights and animations of a document,
     // which the lists and the scene tree only point to.
     std::vector<std::unique_ptr<X3dNode>> DocumentNodes;
+
+protected:
+    // Dropped whenever the library tree may have grown since it was built.
+    std::unique_ptr<DescendantIndex> libraryIndex_;
 
 private:
     void RegisterHandlers();

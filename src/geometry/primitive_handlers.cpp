@@ -58,6 +58,7 @@ void ExtendBounds(ColladaReader& owner, const Point3& point) {
 // One channel of a primitive: the array its indices point into, and where
 // its index stands in a tuple. An array that is absent has no points.
 struct Channel {
+    const FloatArray* Array = nullptr;
     const std::vector<float>* Values = nullptr;
     std::size_t Points = 0;
     std::int64_t Offset = -1;
@@ -74,6 +75,7 @@ Channel FindChannel(const ColladaReader& owner, const std::string& sourceId, std
     Channel channel;
     channel.Offset = offset;
     if (const FloatArray* array = FindFloatArray(owner.Sources, sourceId + "-array")) {
+        channel.Array = array;
         channel.Values = &array->Values;
         channel.Points = array->Values.size() / pointSize;
     }
@@ -103,7 +105,13 @@ public:
 
     // Extends the bounds by every whole point of the position array.
     void BoundAllPositions() {
-        for (std::size_t i = 0; i < positions_.Points; ++i) ExtendBounds(owner_, Position(i));
+        if (positions_.Array == nullptr) return;
+        // The same as extending them by each point in turn.
+        const PointExtent& extent = positions_.Array->ExtentAt(owner_.UnitScale);
+        for (int k = 0; k < 3; ++k) {
+            if (extent.Min[k] < owner_.BoundsMin[k]) owner_.BoundsMin[k] = extent.Min[k];
+            if (extent.Max[k] > owner_.BoundsMax[k]) owner_.BoundsMax[k] = extent.Max[k];
+        }
     }
 
     // Reads the corner whose tuple begins at `start`. kBeyondList means

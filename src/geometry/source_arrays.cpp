@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 namespace morvane {
 
@@ -33,11 +34,34 @@ bool StartsAsDecimal(std::string_view token, bool allowPoint) {
 
 }  // namespace
 
-FloatArray* FindFloatArray(const std::vector<std::unique_ptr<FloatArray>>& sources, const std::string& id) {
-    for (const auto& array : sources) {
-        if (array->Id == id) return array.get();
+const PointExtent& FloatArray::ExtentAt(double scale) const {
+    const bool sameScale = std::memcmp(&scale, &extentScale_, sizeof scale) == 0;
+    if (sameScale && extentValues_ == Values.size()) return extent_;
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    extent_ = {{kInfinity, kInfinity, kInfinity}, {-kInfinity, -kInfinity, -kInfinity}};
+    const std::size_t points = Values.size() / 3;
+    for (std::size_t i = 0; i < points; ++i) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            const double value = static_cast<double>(Values[3 * i + k]) * scale;
+            if (value < extent_.Min[k]) extent_.Min[k] = value;
+            if (value > extent_.Max[k]) extent_.Max[k] = value;
+        }
     }
-    return nullptr;
+    extentScale_ = scale;
+    extentValues_ = Values.size();
+    return extent_;
+}
+
+FloatArray& SourceList::Add(std::string id) {
+    arrays_.push_back(std::make_unique<FloatArray>(std::move(id)));
+    FloatArray& array = *arrays_.back();
+    byId_.Note(array.Id, &array);
+    return array;
+}
+
+void SourceList::clear() {
+    byId_.Clear();
+    arrays_.clear();
 }
 
 void ConvertFloatToken(std::string_view token, float& value) {

@@ -2,21 +2,67 @@
 // two list parsers that turn element text into numbers.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "events/name_index.h"
 
 namespace morvane {
 
-struct FloatArray {
-    std::string Id;
-    std::vector<float> Values;
+// The smallest and largest value of each component over the whole points
+// (three values each) of an array, every value multiplied by a scale.
+// Values that are not numbers take no part, and among equal values the
+// first one counts, as when the points are compared one after the other.
+struct PointExtent {
+    std::array<double, 3> Min;
+    std::array<double, 3> Max;
 };
 
-// The first array in document order whose Id equals `id`, or null.
-FloatArray* FindFloatArray(const std::vector<std::unique_ptr<FloatArray>>& sources, const std::string& id);
+struct FloatArray {
+    explicit FloatArray(std::string id) : Id(std::move(id)) {}
+
+    // The extent of the array's points at `scale`, computed once for as long
+    // as the array and the scale stay the same: many primitives may read
+    // one large array.
+    const PointExtent& ExtentAt(double scale) const;
+
+    // Fixed at creation: the arrays are found again by it.
+    const std::string Id;
+    // Values are only ever appended.
+    std::vector<float> Values;
+
+private:
+    mutable PointExtent extent_{};
+    mutable double extentScale_ = 0.0;
+    mutable std::size_t extentValues_ = static_cast<std::size_t>(-1);
+};
+
+// Every number array of a document, in document order, each found again by
+// its id. Ids need not be unique: the first array that bears one is found.
+class SourceList {
+public:
+    // Appends a new, empty array.
+    FloatArray& Add(std::string id);
+    // The first array in document order whose Id equals `id`, or null.
+    FloatArray* Find(std::string_view id) const { return byId_.Find(id, nullptr); }
+
+    bool empty() const { return arrays_.empty(); }
+    std::size_t size() const { return arrays_.size(); }
+    FloatArray& back() const { return *arrays_.back(); }
+    FloatArray& operator[](std::size_t i) const { return *arrays_[i]; }
+    void clear();
+
+private:
+    std::vector<std::unique_ptr<FloatArray>> arrays_;
+    NameIndex<FloatArray*> byId_;
+};
+
+inline FloatArray* FindFloatArray(const SourceList& sources, std::string_view id) { return sources.Find(id); }
 
 // Appends the numbers of `text` to `target`. Tokens are separated by runs of
 // blanks, tabs, carriage returns and line feeds; each is read as "%g" reads

@@ -17,16 +17,14 @@ bool GeometryHandler::Start(const std::string& name, const AttributeList& attrib
 
 bool FloatArrayHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    auto array = std::make_unique<FloatArray>();
-    GetAttributeString(attributes, "id", array->Id);
-    Owner().Sources.push_back(std::move(array));
+    Owner().Sources.Add(GetAttribute(attributes, "id"));
     return true;
 }
 
 bool FloatArrayHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     auto& sources = Owner().Sources;
-    if (!sources.empty()) TokenizeFloats(Text, sources.back()->Values);
+    if (!sources.empty()) TokenizeFloats(Text, sources.back().Values);
     // Nothing reads the text again, and a large array would hold it twice.
     std::string().swap(Text);
     return true;

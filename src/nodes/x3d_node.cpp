@@ -51,12 +51,20 @@ MeshNode* MeshLibrary::FindNext(const std::string& name, const MeshNode* after) 
 
 ShapeNode::ShapeNode(ColladaReader* document, std::string name) : X3dNode(document), Name(std::move(name)) {}
 
-AppearanceNode* ShapeNode::ChooseAppearance(const MeshNode& mesh) const {
-    AppearanceList& appearances = Document->Appearances;
+void ShapeNode::AddBinding(std::string symbol, std::string target) {
+    bindings_.push_back({std::move(symbol), std::move(target)});
+    chained_ = false;
+}
+
+AppearanceNode* ShapeNode::ChooseAppearance(const MeshNode& mesh) {
+    const AppearanceList& appearances = Document->Appearances;
     if (AppearanceNode* named = appearances.FindByName(mesh.MaterialName)) return named;
-    for (const MaterialBinding& binding : MaterialBindings) {
-        if (binding.Symbol != mesh.MaterialName) continue;
-        if (AppearanceNode* bound = appearances.FindById(binding.Target)) return bound;
+    if (!chained_) {
+        bySymbol_.Build(bindings_, [](const MaterialBinding& binding) -> const std::string& { return binding.Symbol; });
+        chained_ = true;
+    }
+    for (std::size_t i = bySymbol_.First(mesh.MaterialName); i != NameChains::kEnd; i = bySymbol_.Next(i)) {
+        if (AppearanceNode* bound = appearances.FindById(bindings_[i].Target)) return bound;
     }
     return nullptr;
 }
@@ -123,10 +131,10 @@ void TransformNode::Write(std::FILE* stream, int indent) {
     std::fprintf(stream, " rotation='%s'", RotationText().c_str());
     std::fputs(" containerField='children'>\n", stream);
 
-    for (X3dNode* instance : Instances) instance->Write(stream, indent + 1);
-    if (Document != nullptr && Document->LibraryRoot) {
+    for (X3dNode* instance : instances_) instance->Write(stream, indent + 1);
+    if (Document != nullptr) {
         for (const std::string& id : NodeInstances) {
-            if (TransformNode* shared = Document->LibraryRoot->FindDescendant(id)) shared->Write(stream, indent + 1);
+            if (TransformNode* shared = Document->FindLibraryNode(id)) shared->Write(stream, indent + 1);
         }
     }
     for (const auto& child : Children) {
@@ -137,12 +145,9 @@ void TransformNode::Write(std::FILE* stream, int indent) {
     std::fputs("</Transform>\n", stream);
 }
 
-ShapeNode* TransformNode::FindInstance(const std::string& name) const {
-    for (X3dNode* instance : Instances) {
-        auto* shape = dynamic_cast<ShapeNode*>(instance);
-        if (shape != nullptr && shape->Name == name) return shape;
-    }
-    return nullptr;
+void TransformNode::AddInstance(X3dNode* instance) {
+    instances_.push_back(instance);
+    if (auto* shape = dynamic_cast<ShapeNode*>(instance)) shapesByName_.Note(shape->Name, shape);
 }
 
 TransformNode* TransformNode::FindDescendant(const std::string& name) {
@@ -153,6 +158,13 @@ TransformNode* TransformNode::FindDescendant(const std::string& name) {
         if (TransformNode* found = child->FindDescendant(name)) return found;
     }
     return nullptr;
+}
+
+DescendantIndex::DescendantIndex(TransformNode& root) { NoteBelow(root); }
+
+void DescendantIndex::NoteBelow(TransformNode& node) {
+    for (const auto& child : node.Children) byName_.Note(child->Name, child.get());
+    for (const auto& child : node.Children) NoteBelow(*child);
 }
 
 }  // namespace morvane

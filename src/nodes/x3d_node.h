@@ -8,9 +8,11 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "events/name_index.h"
 #include "nodes/transform_values.h"
 
 namespace morvane {
@@ -105,19 +107,29 @@ class ShapeNode : public X3dNode {
 public:
     ShapeNode(ColladaReader* document, std::string name);
 
-    // The id of the instanced geometry.
-    std::string Name;
-    std::vector<MaterialBinding> MaterialBindings;
     // One Shape element per mesh of the geometry, DEF the first time and
     // USE after that.
     void Write(std::FILE* stream, int indent) override;
 
+    void AddBinding(std::string symbol, std::string target);
+    // In document order.
+    const std::vector<MaterialBinding>& MaterialBindings() const { return bindings_; }
+    // The appearance of a mesh of this shape: the document's first with the
+    // mesh's material name, else through the bindings of that symbol in
+    // order, the first whose target is an appearance's id; null if none.
+    AppearanceNode* ChooseAppearance(const MeshNode& mesh);
+
+    // The id of the instanced geometry; fixed, since shapes are found by it.
+    const std::string Name;
     // Position of the write loop over the geometry's meshes.
     MeshNode* CurrentMesh = nullptr;
 
 private:
-    // By name on the material first, then through the bindings in order.
-    AppearanceNode* ChooseAppearance(const MeshNode& mesh) const;
+    std::vector<MaterialBinding> bindings_;
+    // The bindings of each symbol; built at the first choice after a
+    // binding was added.
+    NameChains bySymbol_;
+    bool chained_ = false;
 };
 
 // One COLLADA node, or one of the two roots of a document.
@@ -133,8 +145,12 @@ public:
     std::string TranslationText(bool upAxisIsZ) const;
     std::string RotationText() const;
 
+    // Appends a shape, viewpoint or light to Instances.
+    void AddInstance(X3dNode* instance);
+    // Shapes, viewpoints and lights of this node, in document order; not owned.
+    const std::vector<X3dNode*>& Instances() const { return instances_; }
     // The first ShapeNode among Instances with this Name, or null.
-    ShapeNode* FindInstance(const std::string& name) const;
+    ShapeNode* FindInstance(std::string_view name) const { return shapesByName_.Find(name, nullptr); }
     // Searches below this node, breadth of each level before depth: the
     // direct children first, then each child's subtree in order. The
     // node's own name is not compared.
@@ -149,10 +165,27 @@ public:
     AxisAngle RotateX{1.0, 0.0, 0.0, 0.0};
     AxisAngle RotateY{0.0, 1.0, 0.0, 0.0};
     AxisAngle RotateZ{0.0, 0.0, 1.0, 0.0};
-    // Shapes, viewpoints and lights of this node, not owned.
-    std::vector<X3dNode*> Instances;
     // Ids of the library nodes that this node instances.
     std::vector<std::string> NodeInstances;
+
+private:
+    std::vector<X3dNode*> instances_;
+    NameIndex<ShapeNode*> shapesByName_;
+};
+
+// Finds nodes below a root as TransformNode::FindDescendant does, by an
+// index built once over the finished tree: the search order of that walk,
+// each level's children before their subtrees, decides which node of a
+// repeated name is found.
+class DescendantIndex {
+public:
+    explicit DescendantIndex(TransformNode& root);
+    TransformNode* Find(std::string_view name) const { return byName_.Find(name, nullptr); }
+
+private:
+    void NoteBelow(TransformNode& node);
+
+    NameIndex<TransformNode*> byName_;
 };
 
 }  // namespace morvane

@@ -2,11 +2,14 @@
 
 namespace morvane {
 
-LightNode* FindLight(const std::vector<LightNode*>& lights, const std::string& id) {
-    for (LightNode* light : lights) {
-        if (light->Id == id) return light;
-    }
-    return nullptr;
+void LightList::Add(LightNode* light) {
+    lights_.push_back(light);
+    byId_.Note(light->Id, light);
+}
+
+void LightList::clear() {
+    byId_.Clear();
+    lights_.clear();
 }
 
 void DirectionalLightNode::Write(std::FILE*, int) {}

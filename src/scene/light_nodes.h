@@ -4,8 +4,10 @@
 
 #include <array>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "events/name_index.h"
 #include "nodes/x3d_node.h"
 
 namespace morvane {
@@ -34,7 +36,24 @@ public:
     double QuadraticAttenuation = 0.0;
 };
 
-// The first light whose Id equals `id`, or null.
-LightNode* FindLight(const std::vector<LightNode*>& lights, const std::string& id);
+// The lights of the light library, in the order of their creation, found
+// again by id: the first light that bears an id is found. A light's Id is
+// its key from the moment it is added.
+class LightList {
+public:
+    void Add(LightNode* light);
+    // The first light whose Id equals `id`, or null.
+    LightNode* Find(std::string_view id) const { return byId_.Find(id, nullptr); }
+
+    bool empty() const { return lights_.empty(); }
+    std::size_t size() const { return lights_.size(); }
+    LightNode* operator[](std::size_t i) const { return lights_[i]; }
+    // Forgets the lights; they stay with the document.
+    void clear();
+
+private:
+    std::vector<LightNode*> lights_;
+    NameIndex<LightNode*> byId_;
+};
 
 }  // namespace morvane

@@ -162,7 +162,7 @@ bool InstanceGeometryHandler::Start(const std::string& name, const AttributeList
     if (!MatchStart(name)) return false;
     Url = GetReference(attributes, "url");
     ColladaReader& reader = Owner();
-    if (TransformNode* node = reader.CurrentNode()) node->Instances.push_back(reader.MakeNode<ShapeNode>(&reader, Url));
+    if (TransformNode* node = reader.CurrentNode()) node->AddInstance(reader.MakeNode<ShapeNode>(&reader, Url));
     return true;
 }
 
@@ -179,7 +179,7 @@ bool InstanceMaterialHandler::Start(const std::string& name, const AttributeList
     if (geometry == nullptr || node == nullptr) return true;
     ShapeNode* shape = node->FindInstance(geometry->Url);
     if (shape == nullptr || reader.Appearances.FindById(Target) == nullptr) return true;
-    shape->MaterialBindings.push_back({Symbol, Target});
+    shape->AddBinding(Symbol, Target);
     return true;
 }
 
@@ -220,7 +220,7 @@ bool InstanceCameraHandler::Start(const std::string& name, const AttributeList& 
     if (node == nullptr) return true;
     auto* viewpoint = reader.MakeNode<ViewpointNode>(&reader);
     viewpoint->Name = GetReference(attributes, "url");
-    node->Instances.push_back(viewpoint);
+    node->AddInstance(viewpoint);
     return true;
 }
 
@@ -253,7 +253,7 @@ bool StartLight(TagHandler& handler, const std::string& name) {
         light->Name = source->Name;
         light->Id = source->Id;
     }
-    reader.Lights.push_back(light);
+    reader.Lights.Add(light);
     return true;
 }
 
@@ -291,9 +291,9 @@ bool InstanceLightHandler::Start(const std::string& name, const AttributeList& a
     if (!MatchStart(name)) return false;
     ColladaReader& reader = Owner();
     const std::string id = GetReference(attributes, "url");
-    LightNode* light = FindLight(reader.Lights, id);
+    LightNode* light = reader.Lights.Find(id);
     if (light == nullptr) return true;
-    if (TransformNode* node = reader.CurrentNode()) node->Instances.push_back(light);
+    if (TransformNode* node = reader.CurrentNode()) node->AddInstance(light);
     return true;
 }
 

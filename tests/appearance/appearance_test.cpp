@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <deque>
 #include <memory>
 #include <string>
 
 #include "events/central_object.h"
+#include "lookup_model.h"
 #include "test_support.h"
 
 namespace morvane {
@@ -141,7 +143,7 @@ TEST(ImageReading, FileNamesLoseTheirPathAndSomeExtensionsBecomeJpg) {
         test::ParseDocument(converter, std::string("<COLLADA><library_images><image id='i'><init_from>") + initFrom +
                                            "</init_from></image></library_images></COLLADA>");
         ASSERT_EQ(converter.Images.size(), 1u) << initFrom;
-        EXPECT_EQ(converter.Images[0]->Url, url) << initFrom;
+        EXPECT_EQ(converter.Images[0].Url, url) << initFrom;
     }
 }
 
@@ -191,11 +193,11 @@ std::string PlainAppearance(const std::string& name) {
 class AppearanceOutput : public ::testing::Test {
 protected:
     AppearanceOutput() {
-        converter.Images.push_back(std::make_unique<ImageTextureNode>(&converter, "brick", "brick.jpg"));
-        converter.Images.push_back(std::make_unique<ImageTextureNode>(&converter, "dirt", "dirt maps/dirt.png"));
+        converter.Images.Add(std::make_unique<ImageTextureNode>(&converter, "brick", "brick.jpg"));
+        converter.Images.Add(std::make_unique<ImageTextureNode>(&converter, "dirt", "dirt maps/dirt.png"));
     }
     AppearanceNode& Add(const std::string& name, const std::string& diffuse = "", const std::string& ambient = "") {
-        AppearanceNode& appearance = converter.Appearances.emplace_back(&converter);
+        AppearanceNode& appearance = records.emplace_back(&converter);
         appearance.Name = name;
         appearance.DiffuseTexture.Texture = diffuse;
         appearance.AmbientTexture.Texture = ambient;
@@ -206,6 +208,7 @@ protected:
     }
 
     X3dConverter converter;
+    std::deque<AppearanceNode> records;
 };
 
 TEST_F(AppearanceOutput, NumbersHaveSixSignificantDigitsAndShininessUsesTheFloatFactor) {
@@ -261,6 +264,41 @@ TEST_F(AppearanceOutput, SketchUpDropsTheMaterialOnlyBesideADiffuseTexture) {
     EXPECT_EQ(Written(Add("P", "", "brick")), PlainAppearance("P"));
     // Unresolved, the texture still removes the material: nothing is left.
     EXPECT_EQ(Written(Add("U", "missing")), "<Appearance containerField='appearance' DEF='U'>\n</Appearance>\n");
+}
+
+// The three searches of the appearances, the images and the newparam
+// records each give the first record in list order, whatever came before.
+TEST(AppearanceLists, EachSearchFindsTheFirstRecordOfItsKey) {
+    using Search = AppearanceNode* (AppearanceList::*)(std::string_view) const;
+    using Key = std::string AppearanceNode::*;
+    const std::pair<Key, Search> keys[] = {{&AppearanceNode::Name, &AppearanceList::FindByName},
+                                           {&AppearanceNode::Id, &AppearanceList::FindById},
+                                           {&AppearanceNode::EffectRef, &AppearanceList::FindByEffect}};
+    unsigned seed = 10;
+    for (const auto& [key, search] : keys) {
+        AppearanceList list;
+        int serial = 0;
+        test::ExpectFirstMatches(
+            [&](const std::string& name) {
+                AppearanceNode record;
+                // The other two keys vary too, and must not disturb this one.
+                record.Name = record.Id = record.EffectRef = "other" + std::to_string(serial % 3);
+                record.*key = name;
+                record.Shininess = static_cast<float>(++serial);
+                return &list.Add(record);
+            },
+            [&](const std::string& name) { return (list.*search)(name); }, [&] { list.clear(); }, ++seed);
+    }
+
+    ImageList images;
+    test::ExpectFirstMatches(
+        [&](const std::string& id) { return &images.Add(std::make_unique<ImageTextureNode>(nullptr, id, "u")); },
+        [&](const std::string& id) { return images.Find(id); }, [&] { images.clear(); }, ++seed);
+
+    NewParamList params;
+    test::ExpectFirstMatches([&](const std::string& sid) { return &params.Add(sid); },
+                             [&](const std::string& sid) { return params.Find(sid); }, [&] { params.clear(); },
+                             ++seed);
 }
 
 }  // namespace

@@ -1,8 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <memory>
+#include <random>
 
+#include "events/central_object.h"
+#include "geometry/mesh_node.h"
+#include "lookup_model.h"
 #include "nodes/x3d_node.h"
+#include "scene/viewpoint_node.h"
 
 namespace morvane {
 namespace {
@@ -45,6 +51,91 @@ TEST(TransformNode, FindDescendantLooksAtAllChildrenBeforeGoingDeeper) {
     // The node's own name is not compared, and case counts.
     EXPECT_EQ(root.FindDescendant("Library"), nullptr);
     EXPECT_EQ(root.FindDescendant("Target"), nullptr);
+}
+
+// A random tree of awkward names, up to `depth` levels below `parent`.
+void Grow(TransformNode& parent, std::mt19937& random, int depth) {
+    const auto& names = test::AwkwardNames();
+    for (unsigned i = random() % 4; i > 0; --i) {
+        auto& child = parent.Children.emplace_back(
+            std::make_unique<TransformNode>(names[random() % names.size()], nullptr));
+        if (depth > 1) Grow(*child, random, depth - 1);
+    }
+}
+
+TEST(TransformNode, TheDescendantIndexFindsWhatTheSearchFinds) {
+    std::mt19937 random(20);
+    for (int round = 0; round < 100; ++round) {
+        TransformNode root("", nullptr);
+        Grow(root, random, 4);
+        const DescendantIndex index(root);
+        for (const std::string& name : test::AwkwardNames()) {
+            EXPECT_EQ(index.Find(name), root.FindDescendant(name)) << "round " << round << ", '" << name << "'";
+        }
+    }
+}
+
+TEST(TransformNode, FindInstanceGivesTheFirstShapeOfAName) {
+    auto node = std::make_unique<TransformNode>("n", nullptr);
+    std::deque<ShapeNode> shapes;
+    std::deque<ViewpointNode> viewpoints;
+    test::ExpectFirstMatches(
+        [&](const std::string& name) {
+            // A viewpoint of the same name stands before it and must not be found.
+            ViewpointNode& viewpoint = viewpoints.emplace_back(nullptr);
+            viewpoint.Name = name;
+            node->AddInstance(&viewpoint);
+            ShapeNode* shape = &shapes.emplace_back(nullptr, name);
+            node->AddInstance(shape);
+            return shape;
+        },
+        [&](const std::string& name) { return node->FindInstance(name); },
+        [&] { node = std::make_unique<TransformNode>("n", nullptr); }, 21);
+}
+
+TEST(ShapeNode, AMeshTakesItsAppearanceByNameElseByTheFirstBindingThatResolves) {
+    std::mt19937 random(22);
+    const auto& names = test::AwkwardNames();
+    auto pick = [&] { return names[random() % names.size()]; };
+    for (int round = 0; round < 200; ++round) {
+        X3dConverter converter;
+        for (unsigned i = random() % 4; i > 0; --i) {
+            AppearanceNode record;
+            record.Name = pick();
+            record.Id = pick();
+            converter.Appearances.Add(record);
+        }
+        ShapeNode shape(&converter, "g");
+        std::vector<MaterialBinding> bindings;
+        for (unsigned i = random() % 6; i > 0; --i) bindings.push_back({pick(), pick()});
+        // Bindings may also come after a first choice was made.
+        const std::size_t early = random() % (bindings.size() + 1);
+        for (std::size_t i = 0; i < early; ++i) shape.AddBinding(bindings[i].Symbol, bindings[i].Target);
+        MeshNode warmup(&converter, "g", pick(), MeshNode::kFaceSet, 60.0f);
+        shape.ChooseAppearance(warmup);
+        for (std::size_t i = early; i < bindings.size(); ++i) shape.AddBinding(bindings[i].Symbol, bindings[i].Target);
+
+        for (const std::string& material : names) {
+            AppearanceNode* expected = nullptr;
+            for (AppearanceNode& record : converter.Appearances) {
+                if (record.Name == material) {
+                    expected = &record;
+                    break;
+                }
+            }
+            for (std::size_t b = 0; expected == nullptr && b < bindings.size(); ++b) {
+                if (bindings[b].Symbol != material) continue;
+                for (AppearanceNode& record : converter.Appearances) {
+                    if (record.Id == bindings[b].Target) {
+                        expected = &record;
+                        break;
+                    }
+                }
+            }
+            const MeshNode mesh(&converter, "g", material, MeshNode::kFaceSet, 60.0f);
+            EXPECT_EQ(shape.ChooseAppearance(mesh), expected) << "round " << round << ", '" << material << "'";
+        }
+    }
 }
 
 }  // namespace

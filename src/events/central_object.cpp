@@ -27,7 +27,7 @@ ResultCode TagDispatcher::endElement(std::string_view localName) {
 }
 
 ResultCode TagDispatcher::characters(const char* chars, std::size_t count) {
-    if (CurrentHandler != nullptr && CurrentHandler->IsOpen) AppendCharacters(chars, count, CurrentHandler->Text);
+    if (CurrentHandler != nullptr && CurrentHandler->IsOpen) CurrentHandler->AppendText(chars, count);
     return kResultOk;
 }
 

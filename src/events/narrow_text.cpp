@@ -39,4 +39,12 @@ void AppendNarrowed(std::string& target, const char* utf8, std::size_t count) {
     }
 }
 
+std::string_view NarrowView(std::string_view utf8, std::string& scratch) {
+    const bool ascii = std::none_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+    if (ascii) return utf8;
+    scratch.clear();
+    AppendNarrowed(scratch, utf8.data(), utf8.size());
+    return scratch;
+}
+
 }  // namespace morvane

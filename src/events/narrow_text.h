@@ -11,6 +11,10 @@ namespace morvane {
 
 void AppendNarrowed(std::string& target, const char* utf8, std::size_t count);
 
+// The narrowed text: `utf8` itself when it is plain ASCII, else its
+// narrowing, made in `scratch`.
+std::string_view NarrowView(std::string_view utf8, std::string& scratch);
+
 inline std::string Narrow(std::string_view utf8) {
     std::string narrow;
     AppendNarrowed(narrow, utf8.data(), utf8.size());

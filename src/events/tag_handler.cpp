@@ -17,7 +17,7 @@ bool TagHandler::End(const std::string& name) { return MatchEnd(name); }
 bool TagHandler::MatchStart(const std::string& name) {
     if (name != TagName) return false;
     IsOpen = true;
-    Text.clear();
+    ClearText();
     return true;
 }
 
@@ -27,12 +27,9 @@ bool TagHandler::MatchEnd(const std::string& name) {
     return true;
 }
 
-bool TagHandler::Characters(const char* chars, std::size_t count) {
-    TagHandler* current = owner_->CurrentHandler;
-    if (current == nullptr) return false;
-    if (current->IsOpen) AppendCharacters(chars, count, current->Text);
-    return true;
-}
+void TagHandler::AppendText(const char* chars, std::size_t count) { AppendCharacters(chars, count, Text); }
+
+void TagHandler::ClearText() { Text.clear(); }
 
 std::string GetAttribute(const AttributeList& attributes, std::string_view name) {
     std::string value;

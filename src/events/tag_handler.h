@@ -26,9 +26,11 @@ public:
     virtual bool End(const std::string& name);
     virtual bool MatchStart(const std::string& name);
     virtual bool MatchEnd(const std::string& name);
-    // Appends a run of UTF-8 text to the current handler's Text if that one
-    // is open; returns whether there is a current handler.
-    virtual bool Characters(const char* chars, std::size_t count);
+    // Takes a run of the element's character data, UTF-8: narrowed onto
+    // Text, unless the handler reads its text as it comes.
+    virtual void AppendText(const char* chars, std::size_t count);
+    // Forgets the element's text; every start tag of the element does.
+    virtual void ClearText();
 
     ColladaReader& Owner() const { return *owner_; }
 

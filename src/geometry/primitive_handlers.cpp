@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "events/central_object.h"
+#include "events/narrow_text.h"
 #include "events/number_text.h"
 #include "geometry/mesh_node.h"
 #include "geometry/source_arrays.h"
@@ -25,17 +26,13 @@ MeshNode* LastMesh(ColladaReader& owner) {
     return owner.MeshLibrary->Children.back().get();
 }
 
-// Empties a list's text and gives its memory back: a p list can be the
-// largest thing in a document.
-void Release(std::string& text) { std::string().swap(text); }
-
-void TakeInts(TagHandler* handler, std::vector<std::int32_t>& out) {
-    if (handler == nullptr) {
+// The list of a p or vcount element, which is then forgotten.
+void TakeInts(ColladaReader& owner, const char* element, std::vector<std::int32_t>& out) {
+    if (auto* handler = owner.FindHandlerAs<IntListHandler>(element)) {
+        handler->TakeInts(out);
+    } else {
         TokenizeInts({}, out);
-        return;
     }
-    TokenizeInts(handler->Text, out);
-    Release(handler->Text);
 }
 
 void AddFace(const ColladaReader& owner, MeshNode& mesh, const Facet& facet) {
@@ -174,6 +171,16 @@ void ReserveFaces(const ColladaReader& owner, MeshNode& mesh, const CornerReader
 
 }  // namespace
 
+// ---- p and vcount ----
+
+void IntListHandler::AppendText(const char* chars, std::size_t count) {
+    numbers_.Feed(NarrowView({chars, count}, narrowed_));
+}
+
+void IntListHandler::ClearText() { numbers_.Clear(); }
+
+void IntListHandler::TakeInts(std::vector<std::int32_t>& out) { numbers_.Finish(out); }
+
 // ---- triangles, polygons, polylist ----
 
 bool PrimitiveHandler::Start(const std::string& name, const AttributeList& attributes) {
@@ -192,7 +199,7 @@ int PrimitiveHandler::TupleWidth() const {
 
 MeshNode* PrimitiveHandler::TakeIndexList(std::vector<std::int32_t>& list) {
     ColladaReader& owner = Owner();
-    TakeInts(owner.FindHandler("p"), list);
+    TakeInts(owner, "p", list);
     MeshNode* mesh = LastMesh(owner);
     if (mesh == nullptr) ResetOffsets();
     return mesh;
@@ -246,7 +253,7 @@ bool PolylistHandler::End(const std::string& name) {
     if (!owner.WritePolygons) return true;
     const int width = TupleWidth();
     std::vector<std::int32_t> vertexCounts;
-    TakeInts(owner.FindHandler("vcount"), vertexCounts);
+    TakeInts(owner, "vcount", vertexCounts);
     std::vector<std::int32_t> list;
     MeshNode* mesh = TakeIndexList(list);
     if (mesh == nullptr) return true;
@@ -289,14 +296,13 @@ bool PHandler::End(const std::string& name) {
     auto* polygons = owner.FindHandlerAs<PolygonsHandler>("polygons");
     MeshNode* mesh = LastMesh(owner);
     if (polygons == nullptr || mesh == nullptr) {
-        Text.clear();
+        ClearText();
         return true;
     }
 
     const int width = polygons->TupleWidth();
     std::vector<std::int32_t> list;
-    TokenizeInts(Text, list);
-    Text.clear();
+    TakeInts(list);
     const std::size_t corners = width == 0 ? 0 : list.size() / static_cast<std::size_t>(width);
 
     CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, polygons->VertexOffset,
@@ -316,7 +322,7 @@ bool LinesHandler::Start(const std::string& name, const AttributeList& attribute
     if (!MatchStart(name)) return false;
     ColladaReader& owner = Owner();
     if (!owner.WriteLines) return true;
-    if (TagHandler* p = owner.FindHandler("p")) p->Text.clear();
+    if (TagHandler* p = owner.FindHandler("p")) p->ClearText();
     GetAttributeString(attributes, "material", Material);
     // A line set has no use for the crease angle.
     if (owner.MeshLibrary) owner.MeshLibrary->AddMesh(owner.CurrentGeometryId, Material, MeshNode::kLineSet, 60.0f);
@@ -329,7 +335,7 @@ bool LinesHandler::End(const std::string& name) {
     if (!owner.WriteLines) return true;
     MeshNode* mesh = LastMesh(owner);
     std::vector<std::int32_t> list;
-    TakeInts(owner.FindHandler("p"), list);
+    TakeInts(owner, "p", list);
     if (mesh == nullptr) return true;
 
     // Lines read their list as plain pairs of positions, whatever their

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "events/tag_handler.h"
+#include "geometry/source_arrays.h"
 
 namespace morvane {
 
@@ -55,17 +56,33 @@ public:
     bool End(const std::string& name) override;
 };
 
-// <vcount>: its text is read by the polylist end.
-class VcountHandler : public TagHandler {
+// An element whose text is a list of integers: p and vcount. The list is
+// read as the text arrives, and the element's Text stays empty; a later
+// element takes the list, which empties it.
+class IntListHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
+    void AppendText(const char* chars, std::size_t count) override;
+    void ClearText() override;
+    // Replaces `out` with the integers of the text, which is then forgotten.
+    void TakeInts(std::vector<std::int32_t>& out);
+
+private:
+    IntListReader numbers_;
+    std::string narrowed_;
 };
 
-// <p>: inside polygons one face; elsewhere its text waits for the end of
-// the primitive around it.
-class PHandler : public TagHandler {
+// <vcount>: its list is read by the polylist end.
+class VcountHandler : public IntListHandler {
 public:
-    using TagHandler::TagHandler;
+    using IntListHandler::IntListHandler;
+};
+
+// <p>: inside polygons one face; elsewhere its list waits for the end of
+// the primitive around it.
+class PHandler : public IntListHandler {
+public:
+    using IntListHandler::IntListHandler;
     bool End(const std::string& name) override;
 };
 

@@ -10,18 +10,9 @@ namespace morvane {
 
 namespace {
 
-constexpr std::string_view kDelimiters = " \t\r\n";
-
 bool IsDelimiter(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::string_view Trim(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kDelimiters);
-    if (first == std::string_view::npos) return {};
-    const std::size_t last = text.find_last_not_of(kDelimiters);
-    return text.substr(first, last - first + 1);
-}
 
 // Whether the fast conversion may be trusted with a token that starts here:
 // a plain decimal after at most one sign. Everything else (leading white
@@ -101,45 +92,121 @@ void ConvertIntToken(std::string_view token, std::int32_t& value) {
     if (std::sscanf(copy.c_str(), "%d", &scanned) == 1) value = scanned;
 }
 
-void TokenizeFloats(std::string_view text, std::vector<float>& target) {
-    text = Trim(text);
-    // Counting first keeps a long array from growing by copies.
-    std::size_t tokens = 1;
-    for (std::size_t i = 1; i < text.size(); ++i) {
-        if (!IsDelimiter(text[i]) && IsDelimiter(text[i - 1])) ++tokens;
-    }
-    target.reserve(target.size() + tokens);
-
-    float value = 0.0f;
-    const char* at = text.data();
-    const char* const end = at + text.size();
-    while (true) {
-        const char* stop = at;
-        while (stop != end && !IsDelimiter(*stop)) ++stop;
-        ConvertFloatToken(std::string_view(at, static_cast<std::size_t>(stop - at)), value);
-        target.push_back(value);
-        if (stop == end) break;
+void FloatListReader::Feed(std::string_view text) {
+    std::size_t at = 0;
+    while (at < text.size()) {
+        if (IsDelimiter(text[at])) {
+            // A delimiter ends the token that a piece before this one began.
+            if (!partial_.empty()) {
+                Take(partial_);
+                partial_.clear();
+            }
+            while (at < text.size() && IsDelimiter(text[at])) ++at;
+            continue;
+        }
+        std::size_t stop = at;
+        while (stop < text.size() && !IsDelimiter(text[stop])) ++stop;
+        const std::string_view run = text.substr(at, stop - at);
+        if (stop == text.size()) {
+            partial_.append(run);  // the next piece may go on with it
+        } else if (partial_.empty()) {
+            Take(run);
+        } else {
+            partial_.append(run);
+            Take(partial_);
+            partial_.clear();
+        }
         at = stop;
-        while (IsDelimiter(*at)) ++at;
     }
 }
 
-void TokenizeInts(std::string_view text, std::vector<std::int32_t>& out) {
-    text = Trim(text);
-    out.clear();
-    out.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), ' ')) + 1);
-
-    std::int32_t value = 0;
-    const char* at = text.data();
-    const char* const end = at + text.size();
-    while (true) {
-        const void* blank = at == end ? nullptr : std::memchr(at, ' ', static_cast<std::size_t>(end - at));
-        const char* stop = blank != nullptr ? static_cast<const char*>(blank) : end;
-        ConvertIntToken(std::string_view(at, static_cast<std::size_t>(stop - at)), value);
-        out.push_back(value);
-        if (stop == end) break;
-        at = stop + 1;
+void FloatListReader::Finish(std::vector<float>& target) {
+    if (!partial_.empty()) Take(partial_);
+    // Text of delimiters alone is one empty token, which repeats the value.
+    if (!anyToken_) values_.push_back(value_);
+    if (target.empty()) {
+        target.swap(values_);
+    } else {
+        target.insert(target.end(), values_.begin(), values_.end());
     }
+    Clear();
+}
+
+void FloatListReader::Clear() {
+    std::vector<float>().swap(values_);
+    std::string().swap(partial_);
+    value_ = 0.0f;
+    anyToken_ = false;
+}
+
+void FloatListReader::Take(std::string_view token) {
+    ConvertFloatToken(token, value_);
+    values_.push_back(value_);
+    anyToken_ = true;
+}
+
+void IntListReader::Feed(std::string_view text) {
+    std::size_t at = 0;
+    while (at < text.size()) {
+        if (!started_) {
+            // Delimiters before the first token are trimmed away.
+            while (at < text.size() && IsDelimiter(text[at])) ++at;
+            if (at == text.size()) return;
+            started_ = true;
+        }
+        std::size_t stop = at;
+        const bool delimiters = IsDelimiter(text[at]);
+        while (stop < text.size() && IsDelimiter(text[stop]) == delimiters) ++stop;
+        if (delimiters) {
+            // Held back until text follows them: at the end they are trimmed.
+            held_.append(text.substr(at, stop - at));
+        } else {
+            for (const char c : held_) {
+                if (c == ' ') {
+                    CompleteToken();
+                } else {
+                    token_.push_back(c);
+                }
+            }
+            held_.clear();
+            token_.append(text.substr(at, stop - at));
+        }
+        at = stop;
+    }
+}
+
+void IntListReader::Finish(std::vector<std::int32_t>& out) {
+    // Text of delimiters alone is one empty token; otherwise the last token
+    // ends here, and the delimiters held behind it are trimmed.
+    CompleteToken();
+    out.swap(values_);
+    Clear();
+}
+
+void IntListReader::Clear() {
+    std::vector<std::int32_t>().swap(values_);
+    token_.clear();
+    held_.clear();
+    value_ = 0;
+    started_ = false;
+}
+
+void IntListReader::CompleteToken() {
+    ConvertIntToken(token_, value_);
+    values_.push_back(value_);
+    token_.clear();
+}
+
+void TokenizeFloats(std::string_view text, std::vector<float>& target) {
+    FloatListReader reader;
+    reader.Feed(text);
+    reader.Finish(target);
+}
+
+void TokenizeInts(std::string_view text, std::vector<std::int32_t>& out) {
+    IntListReader reader;
+    reader.Feed(text);
+    reader.Finish(out);
 }
 
 }  // namespace morvane

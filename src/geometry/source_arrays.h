@@ -64,6 +64,46 @@ private:
 
 inline FloatArray* FindFloatArray(const SourceList& sources, std::string_view id) { return sources.Find(id); }
 
+// Reads a float list from its text as the text arrives in pieces, and gives
+// for the whole text what TokenizeFloats gives, without holding the text:
+// only a token that a piece cuts in two is kept until the next piece.
+class FloatListReader {
+public:
+    void Feed(std::string_view text);
+    // Ends the text and appends its numbers to `target`; the reader starts anew.
+    void Finish(std::vector<float>& target);
+    void Clear();
+
+private:
+    void Take(std::string_view token);
+
+    std::vector<float> values_;
+    std::string partial_;
+    float value_ = 0.0f;
+    bool anyToken_ = false;
+};
+
+// Reads an integer list from its text as it arrives in pieces, and gives
+// for the whole text what TokenizeInts gives.
+class IntListReader {
+public:
+    void Feed(std::string_view text);
+    // Ends the text and replaces `out` with its integers; the reader starts anew.
+    void Finish(std::vector<std::int32_t>& out);
+    void Clear();
+
+private:
+    void CompleteToken();
+
+    std::vector<std::int32_t> values_;
+    // The token being read, and the delimiters seen behind it: they belong
+    // to the text only if more text follows.
+    std::string token_;
+    std::string held_;
+    std::int32_t value_ = 0;
+    bool started_ = false;
+};
+
 // Appends the numbers of `text` to `target`. Tokens are separated by runs of
 // blanks, tabs, carriage returns and line feeds; each is read as "%g" reads
 // it into a float, and a token that does not convert repeats the previous

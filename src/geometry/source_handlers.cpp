@@ -2,6 +2,7 @@
 
 #include "animation/animation_node.h"
 #include "events/central_object.h"
+#include "events/narrow_text.h"
 #include "events/number_text.h"
 #include "geometry/mesh_node.h"
 #include "geometry/primitive_handlers.h"
@@ -24,11 +25,19 @@ bool FloatArrayHandler::Start(const std::string& name, const AttributeList& attr
 bool FloatArrayHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     auto& sources = Owner().Sources;
-    if (!sources.empty()) TokenizeFloats(Text, sources.back().Values);
-    // Nothing reads the text again, and a large array would hold it twice.
-    std::string().swap(Text);
+    if (sources.empty()) {
+        numbers_.Clear();
+    } else {
+        numbers_.Finish(sources.back().Values);
+    }
     return true;
 }
+
+void FloatArrayHandler::AppendText(const char* chars, std::size_t count) {
+    numbers_.Feed(NarrowView({chars, count}, narrowed_));
+}
+
+void FloatArrayHandler::ClearText() { numbers_.Clear(); }
 
 bool AccessorHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;

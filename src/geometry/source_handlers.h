@@ -5,6 +5,7 @@
 #include <string>
 
 #include "events/tag_handler.h"
+#include "geometry/source_arrays.h"
 
 namespace morvane {
 
@@ -27,12 +28,19 @@ public:
     using TagHandler::TagHandler;
 };
 
-// <float_array>: one array of Sources per element, filled at its end.
+// <float_array>: one array of Sources per element, filled at its end. Its
+// numbers are read as the text arrives, since nothing reads the text itself.
 class FloatArrayHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
     bool Start(const std::string& name, const AttributeList& attributes) override;
     bool End(const std::string& name) override;
+    void AppendText(const char* chars, std::size_t count) override;
+    void ClearText() override;
+
+private:
+    FloatListReader numbers_;
+    std::string narrowed_;
 };
 
 // <technique_common>

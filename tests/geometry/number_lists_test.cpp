@@ -115,5 +115,66 @@ TEST(NumberTokens, AgreeWithScanfOnAnyToken) {
     }
 }
 
+// The lists are read as their text arrives, in pieces cut anywhere; the
+// result must be what the whole text gives when it is trimmed of
+// delimiters at both ends and split (floats at runs of delimiters, integers
+// at each single blank) as one string.
+TEST(ListReaders, GiveForTextInPiecesWhatTheWholeTextGives) {
+    const auto split = [](std::string text, bool atEveryBlank) {
+        const std::string delimiters = " \t\r\n";
+        const std::size_t first = text.find_first_not_of(delimiters);
+        text = first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(delimiters) - first + 1);
+        std::vector<std::string> tokens{""};
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            const bool separates = atEveryBlank ? text[i] == ' ' : delimiters.find(text[i]) != std::string::npos;
+            const bool runGoesOn = !atEveryBlank && i > 0 && delimiters.find(text[i - 1]) != std::string::npos;
+            if (!separates) {
+                tokens.back() += text[i];
+            } else if (!runGoesOn) {
+                tokens.emplace_back();
+            }
+        }
+        return tokens;
+    };
+    std::mt19937 random(77);
+    const std::string alphabet = "1290.-e x\n\t\r ";
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        for (int i = static_cast<int>(random() % 14); i > 0; --i) text += alphabet[random() % alphabet.size()];
+
+        std::vector<std::int32_t> expectedInts;
+        std::int32_t lastInt = 0;
+        for (const std::string& token : split(text, true)) {
+            ConvertIntToken(token, lastInt);
+            expectedInts.push_back(lastInt);
+        }
+        std::vector<float> expectedFloats;
+        float lastFloat = 0.0f;
+        for (const std::string& token : split(text, false)) {
+            ConvertFloatToken(token, lastFloat);
+            expectedFloats.push_back(lastFloat);
+        }
+
+        IntListReader ints;
+        FloatListReader floats;
+        for (std::size_t at = 0; at < text.size();) {
+            const std::size_t piece = std::min<std::size_t>(1 + random() % 4, text.size() - at);
+            ints.Feed(std::string_view(text).substr(at, piece));
+            floats.Feed(std::string_view(text).substr(at, piece));
+            at += piece;
+        }
+        std::vector<std::int32_t> readInts{99};
+        ints.Finish(readInts);
+        std::vector<float> readFloats;
+        floats.Finish(readFloats);
+        ASSERT_EQ(readInts, expectedInts) << '"' << text << '"';
+        ASSERT_EQ(readFloats.size(), expectedFloats.size()) << '"' << text << '"';
+        for (std::size_t k = 0; k < readFloats.size(); ++k) {
+            ASSERT_EQ(std::bit_cast<std::uint32_t>(readFloats[k]), std::bit_cast<std::uint32_t>(expectedFloats[k]))
+                << '"' << text << '"';
+        }
+    }
+}
+
 }  // namespace
 }  // namespace morvane

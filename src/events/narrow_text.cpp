@@ -1,5 +1,8 @@
 #include "events/narrow_text.h"
 
+#include <cstdint>
+#include <cstring>
+
 #include <algorithm>
 
 namespace morvane {
@@ -40,8 +43,17 @@ void AppendNarrowed(std::string& target, const char* utf8, std::size_t count) {
 }
 
 std::string_view NarrowView(std::string_view utf8, std::string& scratch) {
-    const bool ascii = std::none_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
-    if (ascii) return utf8;
+    // Eight bytes at a time: plain ASCII has no high bit anywhere.
+    constexpr std::uint64_t kHighBits = 0x8080808080808080ull;
+    std::size_t at = 0;
+    std::uint64_t high = 0;
+    for (; at + 8 <= utf8.size(); at += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, utf8.data() + at, 8);
+        high |= word & kHighBits;
+    }
+    for (; at < utf8.size(); ++at) high |= static_cast<unsigned char>(utf8[at]) & 0x80u;
+    if (high == 0) return utf8;
     scratch.clear();
     AppendNarrowed(scratch, utf8.data(), utf8.size());
     return scratch;

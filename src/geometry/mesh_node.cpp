@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <new>
+#include <numeric>
 #include <utility>
 
 namespace morvane {
@@ -16,22 +17,61 @@ constexpr double kCreaseDegreesToRadians = 0.017453292222222222;
 // Face lists keep 32-bit ends and indices.
 constexpr std::size_t kMaxEntries = 0x7FFFFFFFu;
 
-void AppendPlain(PointList& target, const PointList& points, FaceIndexList& faces) {
-    if (target.size() + points.size() > kMaxEntries) throw std::bad_alloc();
+// A walk welds by array number when it reads at least this share of the
+// array's points (1 / kSourcesPerCorner): the table of numbers costs one
+// entry per array point, which only a walk of comparable length repays.
+constexpr std::size_t kSourcesPerCorner = 8;
+
+void AppendPlain(PointList& target, const std::vector<Corner>& corners, double scale, FaceIndexList& faces) {
+    if (target.size() + corners.size() > kMaxEntries) throw std::bad_alloc();
     auto next = static_cast<std::int32_t>(target.size());
-    target.insert(target.end(), points.begin(), points.end());
-    for (std::size_t i = 0; i < points.size(); ++i) faces.Push(next++);
+    for (const Corner& corner : corners) {
+        target.Append(corner.Point, scale);
+        faces.Push(next++);
+    }
 }
 
-void AppendWelded(PointList& target, const PointList& points, PointIndex& index, FaceIndexList& faces) {
-    for (const Point3& point : points) faces.Push(static_cast<std::int32_t>(index.Weld(target, point)));
+std::uint32_t WeldCorner(PointList& target, const Corner& corner, double scale, PointIndex& byValue,
+                         std::vector<std::uint32_t>& bySource) {
+    constexpr std::uint32_t kUnknown = 0xFFFFFFFFu;
+    if (corner.Source < 0 || static_cast<std::size_t>(corner.Source) >= bySource.size()) {
+        return byValue.Weld(target, corner.Point, scale);
+    }
+    std::uint32_t& known = bySource[static_cast<std::size_t>(corner.Source)];
+    if (known != kUnknown) return known;
+    const std::uint32_t index = byValue.Weld(target, corner.Point, scale);
+    // A point that is not a number welds with nothing, not even itself.
+    const Point3 value = target[index];
+    if (PointsEqual(value, value)) known = index;
+    return index;
+}
+
+void AppendWelded(PointList& target, const std::vector<Corner>& corners, double scale,
+                  PointIndex& byValue, std::vector<std::uint32_t>& bySource, FaceIndexList& faces) {
+    for (const Corner& corner : corners) {
+        faces.Push(static_cast<std::int32_t>(WeldCorner(target, corner, scale, byValue, bySource)));
+    }
 }
 
 }  // namespace
 
+std::vector<std::int32_t> FaceIndexList::Flat() const {
+    if (!counting_) return indices_;
+    std::vector<std::int32_t> flat(count_);
+    std::iota(flat.begin(), flat.end(), 0);
+    return flat;
+}
+
+void FaceIndexList::StoreIndices() {
+    counting_ = false;
+    indices_.reserve(std::max(reservedIndices_, count_ + 1));
+    indices_.resize(count_);
+    std::iota(indices_.begin(), indices_.end(), 0);
+}
+
 void FaceIndexList::CloseFace() {
-    if (Indices.size() > kMaxEntries) throw std::bad_alloc();
-    const std::size_t end = Indices.size();
+    if (count_ > kMaxEntries) throw std::bad_alloc();
+    const std::size_t end = count_;
     if (ends_.empty()) {
         if (faces_ == 0) length_ = end;
         if (end == (faces_ + 1) * length_) {
@@ -46,10 +86,12 @@ void FaceIndexList::CloseFace() {
     ++faces_;
 }
 
-void FaceIndexList::Reserve(std::size_t faces, std::size_t indices) {
+void FaceIndexList::Reserve(std::size_t faces, std::size_t indices, bool counting) {
     reservedFaces_ = faces_ + faces;
+    reservedIndices_ = count_ + indices;
     if (!ends_.empty()) ends_.reserve(reservedFaces_);
-    Indices.reserve(Indices.size() + indices);
+    if (!counting && counting_) StoreIndices();
+    if (!counting_) indices_.reserve(reservedIndices_);
 }
 
 MeshNode::MeshNode(ColladaReader* document, std::string geometryName, std::string materialName, int kind,
@@ -61,39 +103,51 @@ MeshNode::MeshNode(ColladaReader* document, std::string geometryName, std::strin
       GeometryName(std::move(geometryName)) {}
 
 void MeshNode::AddFacet(const Facet& facet) {
-    AppendPlain(Coordinates, facet.Coordinates, CoordIndex);
-    AppendPlain(TexCoords, facet.TexCoords, TexCoordIndex);
-    AppendPlain(Normals, facet.Normals, NormalIndex);
+    AppendPlain(Coordinates, facet.Coordinates, facet.Scale, CoordIndex);
+    AppendPlain(TexCoords, facet.TexCoords, 1.0, TexCoordIndex);
+    AppendPlain(Normals, facet.Normals, 1.0, NormalIndex);
     CoordIndex.CloseFace();
     NormalIndex.CloseFace();
     TexCoordIndex.CloseFace();
 }
 
 void MeshNode::AddFacetOptimized(const Facet& facet) {
-    AppendWelded(Coordinates, facet.Coordinates, coordinateIndex_, CoordIndex);
-    AppendWelded(Normals, facet.Normals, normalIndex_, NormalIndex);
-    AppendWelded(TexCoords, facet.TexCoords, texCoordIndex_, TexCoordIndex);
+    AppendWelded(Coordinates, facet.Coordinates, facet.Scale, welding_[0].ByValue, welding_[0].BySource, CoordIndex);
+    AppendWelded(Normals, facet.Normals, 1.0, welding_[1].ByValue, welding_[1].BySource, NormalIndex);
+    AppendWelded(TexCoords, facet.TexCoords, 1.0, welding_[2].ByValue, welding_[2].BySource, TexCoordIndex);
     if (CoordIndex.FaceCount() % 128 == 0) std::fputc('.', stdout);
     CoordIndex.CloseFace();
     NormalIndex.CloseFace();
     TexCoordIndex.CloseFace();
 }
 
-void MeshNode::ReleaseWeldIndex() {
-    coordinateIndex_.Release();
-    normalIndex_.Release();
-    texCoordIndex_.Release();
+void MeshNode::BeginWalk(std::size_t faces, const std::array<std::size_t, 3>& corners,
+                         const std::array<std::size_t, 3>& arrayPoints, bool welding) {
+    PointList* points[3] = {&Coordinates, &Normals, &TexCoords};
+    FaceIndexList* lists[3] = {&CoordIndex, &NormalIndex, &TexCoordIndex};
+    for (std::size_t c = 0; c < 3; ++c) {
+        lists[c]->Reserve(faces, corners[c], !welding);
+        WeldChannel& channel = welding_[c];
+        // A number of the last walk may stand for another point in this one.
+        std::vector<std::uint32_t>().swap(channel.BySource);
+        if (!welding) {
+            points[c]->reserve(points[c]->size() + corners[c]);
+            continue;
+        }
+        // A walk adds at most as many points as it has corners, and as the
+        // array has points.
+        const std::size_t most = std::min(corners[c], arrayPoints[c]);
+        points[c]->reserve(points[c]->size() + most);
+        channel.ByValue.Reserve(*points[c], most);
+        if (corners[c] >= arrayPoints[c] / kSourcesPerCorner) channel.BySource.assign(arrayPoints[c], 0xFFFFFFFFu);
+    }
 }
 
-void MeshNode::Reserve(std::size_t faces, std::size_t coordinates, std::size_t normals, std::size_t texCoords,
-                       bool pointsPerCorner) {
-    CoordIndex.Reserve(faces, coordinates);
-    NormalIndex.Reserve(faces, normals);
-    TexCoordIndex.Reserve(faces, texCoords);
-    if (!pointsPerCorner) return;
-    Coordinates.reserve(Coordinates.size() + coordinates);
-    Normals.reserve(Normals.size() + normals);
-    TexCoords.reserve(TexCoords.size() + texCoords);
+void MeshNode::ReleaseWeldIndex() {
+    for (WeldChannel& channel : welding_) {
+        channel.ByValue.Release();
+        std::vector<std::uint32_t>().swap(channel.BySource);
+    }
 }
 
 MeshNode& MeshLibrary::AddMesh(const std::string& geometryName, const std::string& materialName, int kind,

@@ -2,8 +2,8 @@
 // index lists, and the names that tie it to its geometry and material.
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -15,12 +15,21 @@ namespace morvane {
 
 class AppearanceNode;
 
+// One corner's point of one channel: its numbers, and the number of the
+// point in the array it was read from (-1 when it came from nowhere), by
+// which a walk over a large array welds it again quickly.
+struct Corner {
+    Float3 Point;
+    std::int32_t Source = -1;
+};
+
 // The corners of one face while it is being assembled; the mesh copies what
-// it keeps.
+// it keeps. Its coordinates were read under the unit scale `Scale`.
 struct Facet {
-    PointList Coordinates;
-    PointList TexCoords;
-    PointList Normals;
+    std::vector<Corner> Coordinates;
+    std::vector<Corner> TexCoords;
+    std::vector<Corner> Normals;
+    double Scale = 1.0;
 
     void Clear() {
         Coordinates.clear();
@@ -29,31 +38,66 @@ struct Facet {
     }
 };
 
+// The indices of one face.
+class FaceView {
+public:
+    FaceView(const std::int32_t* indices, std::int32_t first, std::size_t size)
+        : indices_(indices), first_(first), size_(size) {}
+    std::size_t size() const { return size_; }
+    std::int32_t operator[](std::size_t i) const {
+        return indices_ != nullptr ? indices_[i] : first_ + static_cast<std::int32_t>(i);
+    }
+
+private:
+    const std::int32_t* indices_;  // null: the face counts up from first_
+    std::int32_t first_;
+    std::size_t size_;
+};
+
 // One index list per face, kept flat: the indices of all faces one after
 // the other, and where each face ends. While every face has the same
-// length, as in a triangle mesh, the ends are implied and not stored.
+// length, as in a triangle mesh, the ends are implied and not stored; while
+// every index equals the number of indices before it, as when each corner
+// has points of its own, the indices are implied too.
 class FaceIndexList {
 public:
     std::size_t FaceCount() const { return faces_; }
     bool Empty() const { return faces_ == 0; }
-    std::span<const std::int32_t> Face(std::size_t face) const {
-        if (ends_.empty()) return {Indices.data() + face * length_, length_};
-        const std::size_t begin = face == 0 ? 0 : ends_[face - 1];
-        return {Indices.data() + begin, ends_[face] - begin};
+    FaceView Face(std::size_t face) const {
+        const std::size_t begin = ends_.empty() ? face * length_ : (face == 0 ? 0 : ends_[face - 1]);
+        const std::size_t end = ends_.empty() ? begin + length_ : ends_[face];
+        const std::int32_t* stored = counting_ ? nullptr : indices_.data() + begin;
+        return {stored, static_cast<std::int32_t>(begin), end - begin};
     }
+    // Every index of every face, in order.
+    std::vector<std::int32_t> Flat() const;
 
     // Indices pushed since the last face was closed form the next face.
-    void Push(std::int32_t index) { Indices.push_back(index); }
+    void Push(std::int32_t index) {
+        if (counting_ && index >= 0 && static_cast<std::size_t>(index) == count_) {
+            ++count_;
+            return;
+        }
+        if (counting_) StoreIndices();
+        indices_.push_back(index);
+        ++count_;
+    }
     void CloseFace();
-    void Reserve(std::size_t faces, std::size_t indices);
-
-    std::vector<std::int32_t> Indices;
+    // Room for `faces` more faces and `indices` more indices, unless the
+    // indices are expected to count up.
+    void Reserve(std::size_t faces, std::size_t indices, bool counting);
 
 private:
+    void StoreIndices();
+
     std::size_t faces_ = 0;
+    std::size_t count_ = 0;
+    bool counting_ = true;
+    std::vector<std::int32_t> indices_;
     // The common length while faces are uniform; ends_ is empty until then.
     std::size_t length_ = 0;
     std::size_t reservedFaces_ = 0;
+    std::size_t reservedIndices_ = 0;
     std::vector<std::uint32_t> ends_;
 };
 
@@ -70,14 +114,16 @@ public:
     // Each point is shared with the first equal point already in the mesh,
     // channel by channel; prints a progress mark every 128 faces.
     void AddFacetOptimized(const Facet& facet);
+    // Prepares a walk that adds `faces` faces with, per channel (coordinates,
+    // normals, texture coordinates), that many corners read from an array
+    // of that many points. A long walk welds the corners by their number in
+    // the array, which gives the same index as welding by value, since a
+    // number stands for the same value throughout one walk.
+    void BeginWalk(std::size_t faces, const std::array<std::size_t, 3>& corners,
+                   const std::array<std::size_t, 3>& arrayPoints, bool welding);
     // Frees the welding tables once the primitive has all its faces; a
     // later AddFacetOptimized rebuilds them.
     void ReleaseWeldIndex();
-    // Room for `faces` more faces and, per channel, that many more corner
-    // indices (0 for a channel the primitive lacks); points too when each
-    // corner will get its own.
-    void Reserve(std::size_t faces, std::size_t coordinates, std::size_t normals, std::size_t texCoords,
-                 bool pointsPerCorner);
 
     // The IndexedFaceSet or IndexedLineSet element; a face set already
     // written gives a USE line.
@@ -87,7 +133,7 @@ public:
     std::string MaterialName;
     // Chosen by the Shape that writes the mesh, just before it does; not owned.
     AppearanceNode* Appearance = nullptr;
-    PointList Coordinates;
+    PointList Coordinates{true};
     PointList Normals;
     PointList TexCoords;
     FaceIndexList CoordIndex;
@@ -101,12 +147,17 @@ public:
     std::size_t LibraryPosition = 0;
 
 private:
+    // The welding state of one channel: the index by value, and for a long
+    // walk the welded index of each array point met so far.
+    struct WeldChannel {
+        PointIndex ByValue;
+        std::vector<std::uint32_t> BySource;
+    };
+
     void WriteFaceSet(std::FILE* stream, int indent);
     void WriteLineSet(std::FILE* stream, int indent);
 
-    PointIndex coordinateIndex_;
-    PointIndex normalIndex_;
-    PointIndex texCoordIndex_;
+    std::array<WeldChannel, 3> welding_;
 };
 
 }  // namespace morvane

@@ -27,9 +27,9 @@ void PutPoint(TextOutput& out, const Point3& point, bool zUp) {
 }
 
 void PutPoints(TextOutput& out, const PointList& points, bool zUp, int tabs) {
-    for (const Point3& point : points) {
+    for (std::size_t i = 0; i < points.size(); ++i) {
         out.PutTabs(tabs);
-        PutPoint(out, point, zUp);
+        PutPoint(out, points[i], zUp);
     }
 }
 
@@ -45,7 +45,7 @@ void PutPointElement(TextOutput& out, const char* opening, const PointList& poin
 
 // One face's indices, each with a blank behind it and a line break behind
 // every 16th.
-void PutFaceIndices(TextOutput& out, std::span<const std::int32_t> face) {
+void PutFaceIndices(TextOutput& out, const FaceView& face) {
     for (std::size_t i = 0; i < face.size(); ++i) {
         out.PutInt(face[i]);
         out.Put(' ');
@@ -123,7 +123,8 @@ void MeshNode::WriteFaceSet(std::FILE* stream, int indent) {
         out.PutTabs(indent + 1);
         out.Put("<TextureCoordinate containerField='texCoord' point='\n");
         // Texture coordinates have no axes to turn.
-        for (const Point3& point : TexCoords) {
+        for (std::size_t i = 0; i < TexCoords.size(); ++i) {
+            const Point3 point = TexCoords[i];
             out.PutTabs(indent + 2);
             out.PutFixed(point.X);
             out.Put(' ');

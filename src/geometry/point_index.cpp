@@ -1,8 +1,12 @@
 #include "geometry/point_index.h"
 
+#include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <new>
+
+#include "events/name_index.h"
 
 namespace morvane {
 
@@ -23,8 +27,11 @@ std::uint64_t Mix(std::uint64_t h) {
     return h;
 }
 
+// Keyed by this run's secret, so that no document can be written whose
+// points all land in one place of the table.
 std::uint64_t HashPoint(const Point3& point) {
-    std::uint64_t h = ComponentBits(point.X);
+    static const std::uint64_t seed = HashKey();
+    std::uint64_t h = ComponentBits(point.X) ^ seed;
     h = (h ^ (h >> 29)) * 0x9e3779b97f4a7c15ull ^ ComponentBits(point.Y);
     h = (h ^ (h >> 29)) * 0xbf58476d1ce4e5b9ull ^ ComponentBits(point.Z);
     return Mix(h);
@@ -33,28 +40,37 @@ std::uint64_t HashPoint(const Point3& point) {
 // Such a point equals no other, so the table never needs to hold it.
 bool HasNaN(const Point3& point) { return std::isnan(point.X) || std::isnan(point.Y) || std::isnan(point.Z); }
 
+constexpr std::size_t kSmallestTable = 1024;
+
 }  // namespace
 
-std::uint32_t PointIndex::Weld(PointList& points, const Point3& point) {
+std::uint32_t PointIndex::Weld(PointList& points, const Float3& point, double scale) {
     while (covered_ < points.size()) Insert(points, static_cast<std::uint32_t>(covered_++));
 
     // Indices are 32-bit in the table and in the face lists.
     if (points.size() >= 0x7FFFFFFFu) throw std::bad_alloc();
-    if (HasNaN(point)) {
-        points.push_back(point);
+    const Point3 value = points.ValueOf(point, scale);
+    if (HasNaN(value)) {
+        points.Append(point, scale);
         covered_ = points.size();
         return static_cast<std::uint32_t>(points.size() - 1);
     }
-    if ((filled_ + 1) * 2 > slots_.size()) Grow(points);
-    std::uint32_t* slot = Probe(points, point);
+    if ((filled_ + 1) * 2 > slots_.size()) Resize(points, std::max(kSmallestTable, slots_.size() * 2));
+    std::uint32_t* slot = Probe(points, value);
     if (*slot != kEmpty) return *slot;
 
     const auto index = static_cast<std::uint32_t>(points.size());
-    points.push_back(point);
+    points.Append(point, scale);
     *slot = index;
     ++filled_;
     covered_ = points.size();
     return index;
+}
+
+void PointIndex::Reserve(const PointList& points, std::size_t distinct) {
+    std::size_t slots = kSmallestTable;
+    while (slots < 2 * (filled_ + distinct)) slots *= 2;
+    if (slots > slots_.size()) Resize(points, slots);
 }
 
 void PointIndex::Release() {
@@ -63,32 +79,33 @@ void PointIndex::Release() {
     covered_ = 0;
 }
 
-std::uint32_t* PointIndex::Probe(const PointList& points, const Point3& point) {
+std::uint32_t* PointIndex::Probe(const PointList& points, const Point3& value) {
+    assert(std::has_single_bit(slots_.size()));
     const std::size_t mask = slots_.size() - 1;
-    std::size_t at = static_cast<std::size_t>(HashPoint(point)) & mask;
+    std::size_t at = static_cast<std::size_t>(HashPoint(value)) & mask;
     // Triangular steps visit every slot of a power-of-two table.
     for (std::size_t step = 1;; ++step) {
         std::uint32_t& slot = slots_[at];
-        if (slot == kEmpty || PointsEqual(points[slot], point)) return &slot;
+        if (slot == kEmpty || PointsEqual(points[slot], value)) return &slot;
         at = (at + step) & mask;
     }
 }
 
 void PointIndex::Insert(const PointList& points, std::uint32_t index) {
-    const Point3& point = points[index];
-    if (HasNaN(point)) return;
-    if ((filled_ + 1) * 2 > slots_.size()) Grow(points);
-    std::uint32_t* slot = Probe(points, point);
+    const Point3 value = points[index];
+    if (HasNaN(value)) return;
+    if ((filled_ + 1) * 2 > slots_.size()) Resize(points, std::max(kSmallestTable, slots_.size() * 2));
+    std::uint32_t* slot = Probe(points, value);
     // An equal point already there has the lower index and keeps the slot.
     if (*slot != kEmpty) return;
     *slot = index;
     ++filled_;
 }
 
-void PointIndex::Grow(const PointList& points) {
+void PointIndex::Resize(const PointList& points, std::size_t slots) {
     std::vector<std::uint32_t> old;
     old.swap(slots_);
-    slots_.assign(old.empty() ? 1024 : old.size() * 2, kEmpty);
+    slots_.assign(slots, kEmpty);
     const std::size_t mask = slots_.size() - 1;
     for (std::uint32_t index : old) {
         if (index == kEmpty) continue;

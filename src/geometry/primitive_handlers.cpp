@@ -1,6 +1,7 @@
 #include "geometry/primitive_handlers.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <vector>
 
@@ -79,7 +80,7 @@ Channel FindChannel(const ColladaReader& owner, const std::string& sourceId, std
     return channel;
 }
 
-enum class Corner { kRead, kSkipped, kBeyondList };
+enum class CornerRead { kRead, kSkipped, kBeyondList };
 
 // Reads the corners of a primitive from its p list. A corner without a
 // readable position is skipped whole; a normal or texture coordinate that
@@ -114,36 +115,37 @@ public:
     // Reads the corner whose tuple begins at `start`. kBeyondList means
     // that neither this corner nor any later one has a position slot inside
     // the list, so a walk may stop reading there.
-    Corner Read(std::int64_t start, Facet& facet, bool boundCorner) {
-        if (positions_.Offset < 0) return Corner::kBeyondList;
+    CornerRead Read(std::int64_t start, Facet& facet, bool boundCorner) {
+        if (positions_.Offset < 0) return CornerRead::kBeyondList;
         const std::int64_t slot = start + positions_.Offset;
-        if (slot >= static_cast<std::int64_t>(list_.size())) return Corner::kBeyondList;
+        if (slot >= static_cast<std::int64_t>(list_.size())) return CornerRead::kBeyondList;
         const std::int32_t index = list_[static_cast<std::size_t>(slot)];
-        if (index < 0 || static_cast<std::size_t>(index) >= positions_.Points) return Corner::kSkipped;
+        if (index < 0 || static_cast<std::size_t>(index) >= positions_.Points) return CornerRead::kSkipped;
 
-        const Point3 position = Position(static_cast<std::size_t>(index));
-        if (boundCorner) ExtendBounds(owner_, position);
-        facet.Coordinates.push_back(position);
+        // Positions are in metres at the unit scale in force now.
+        facet.Scale = owner_.UnitScale;
+        const float* p = positions_.Values->data() + 3 * static_cast<std::size_t>(index);
+        if (boundCorner) {
+            ExtendBounds(owner_, {static_cast<double>(p[0]) * facet.Scale, static_cast<double>(p[1]) * facet.Scale,
+                                  static_cast<double>(p[2]) * facet.Scale});
+        }
+        facet.Coordinates.push_back({{p[0], p[1], p[2]}, index});
 
         if (const std::int32_t* normal = ChannelIndex(normals_, start)) {
             const float* v = normals_.Values->data() + 3 * static_cast<std::size_t>(*normal);
-            facet.Normals.push_back({v[0], v[1], v[2]});
+            facet.Normals.push_back({{v[0], v[1], v[2]}, *normal});
         }
         if (const std::int32_t* texCoord = ChannelIndex(texCoords_, start)) {
             const float* v = texCoords_.Values->data() + 2 * static_cast<std::size_t>(*texCoord);
-            facet.TexCoords.push_back({v[0], v[1], 0.0});
+            facet.TexCoords.push_back({{v[0], v[1], 0.0f}, *texCoord});
         }
-        return Corner::kRead;
+        return CornerRead::kRead;
     }
+
+    // How many whole points the arrays of the three channels hold.
+    std::array<std::size_t, 3> ArrayPoints() const { return {positions_.Points, normals_.Points, texCoords_.Points}; }
 
 private:
-    Point3 Position(std::size_t index) const {
-        const float* v = positions_.Values->data() + 3 * index;
-        const double scale = owner_.UnitScale;
-        return {static_cast<double>(v[0]) * scale, static_cast<double>(v[1]) * scale,
-                static_cast<double>(v[2]) * scale};
-    }
-
     // The channel's index for the tuple at `start`, when it lies in the
     // list and points inside the array.
     const std::int32_t* ChannelIndex(const Channel& channel, std::int64_t start) const {
@@ -161,12 +163,13 @@ private:
     Channel texCoords_;
 };
 
-// Room for the faces of a primitive before its walk, so that a large mesh
-// does not grow by copies.
-void ReserveFaces(const ColladaReader& owner, MeshNode& mesh, const CornerReader& reader, std::size_t faces,
-                  std::size_t corners) {
-    mesh.Reserve(faces, corners, reader.HasNormals() ? corners : 0, reader.HasTexCoords() ? corners : 0,
-                 !owner.SmoothMeshes);
+// Prepares the mesh for the walk of a primitive of `faces` faces and at most
+// `corners` corners: room, so that a large mesh does not grow by copies, and
+// the welding by array number of a long walk.
+void BeginWalk(const ColladaReader& owner, MeshNode& mesh, const CornerReader& reader, std::size_t faces,
+               std::size_t corners) {
+    mesh.BeginWalk(faces, {corners, reader.HasNormals() ? corners : 0, reader.HasTexCoords() ? corners : 0},
+                   reader.ArrayPoints(), owner.SmoothMeshes);
 }
 
 }  // namespace
@@ -230,7 +233,7 @@ bool TrianglesHandler::End(const std::string& name) {
     reader.BoundAllPositions();
     if (count > 0) {
         const std::size_t corners = 3 * static_cast<std::size_t>(std::min<std::int64_t>(count, whole));
-        ReserveFaces(owner, *mesh, reader, static_cast<std::size_t>(count), corners);
+        BeginWalk(owner, *mesh, reader, static_cast<std::size_t>(count), corners);
     }
 
     Facet facet;
@@ -238,7 +241,7 @@ bool TrianglesHandler::End(const std::string& name) {
         if (t % kTrianglesPerMark == 0) std::fputc('.', stdout);
         facet.Clear();
         for (std::int64_t c = 0; c < 3; ++c) {
-            if (reader.Read((3 * t + c) * width, facet, false) == Corner::kBeyondList) break;
+            if (reader.Read((3 * t + c) * width, facet, false) == CornerRead::kBeyondList) break;
         }
         AddFace(owner, *mesh, facet);
     }
@@ -261,7 +264,7 @@ bool PolylistHandler::End(const std::string& name) {
     CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, VertexOffset, NormalOffset,
                         TexcoordOffset);
     const std::size_t tuples = width == 0 ? 0 : list.size() / static_cast<std::size_t>(width);
-    ReserveFaces(owner, *mesh, reader, vertexCounts.size(), tuples);
+    BeginWalk(owner, *mesh, reader, vertexCounts.size(), tuples);
 
     Facet facet;
     // Past the end of the list every corner is skipped, so the counter
@@ -272,7 +275,7 @@ bool PolylistHandler::End(const std::string& name) {
         const std::int64_t corners = std::max<std::int32_t>(vertexCount, 0);
         facet.Clear();
         for (std::int64_t j = 0; j < corners; ++j) {
-            if (reader.Read((counter + j) * width, facet, true) == Corner::kBeyondList) break;
+            if (reader.Read((counter + j) * width, facet, true) == CornerRead::kBeyondList) break;
         }
         AddFace(owner, *mesh, facet);
         counter = std::min(counter + corners, limit);
@@ -307,10 +310,11 @@ bool PHandler::End(const std::string& name) {
 
     CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, polygons->VertexOffset,
                         polygons->NormalOffset, polygons->TexcoordOffset);
+    BeginWalk(owner, *mesh, reader, 1, corners);
     Facet facet;
     for (std::size_t j = 0; j < corners; ++j) {
         const auto start = static_cast<std::int64_t>(j) * width;
-        if (reader.Read(start, facet, true) == Corner::kBeyondList) break;
+        if (reader.Read(start, facet, true) == CornerRead::kBeyondList) break;
     }
     AddFace(owner, *mesh, facet);
     return true;
@@ -343,7 +347,7 @@ bool LinesHandler::End(const std::string& name) {
     CornerReader reader(owner, list, {}, {}, 0, -1, -1);
     reader.BoundAllPositions();
     const std::size_t segments = list.size() / 2;
-    ReserveFaces(owner, *mesh, reader, segments, 2 * segments);
+    BeginWalk(owner, *mesh, reader, segments, 2 * segments);
 
     Facet facet;
     for (std::size_t s = 0; s < segments; ++s) {

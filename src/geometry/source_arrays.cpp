@@ -23,6 +23,53 @@ bool StartsAsDecimal(std::string_view token, bool allowPoint) {
     return IsDigit(token[at]) || (allowPoint && token[at] == '.');
 }
 
+// A plain decimal of few enough digits is converted straight away: with a
+// mantissa and a power of ten both exact in float, one float division
+// rounds correctly, so it gives what any correctly rounding conversion
+// (scanf's among them) gives. Anything else, or a longer number, is left to
+// the general conversion; false then.
+bool ConvertShortDecimal(std::string_view token, float& value) {
+    constexpr float kPowersOfTen[] = {1e0f, 1e1f, 1e2f, 1e3f, 1e4f, 1e5f, 1e6f, 1e7f, 1e8f, 1e9f, 1e10f};
+    constexpr std::uint32_t kLargestExact = 1u << 24;
+    const char* at = token.data();
+    const char* const end = at + token.size();
+    const bool negative = at != end && *at == '-';
+    if (at != end && (*at == '-' || *at == '+')) ++at;
+    std::uint32_t mantissa = 0;
+    int decimals = 0;
+    bool digits = false;
+    bool point = false;
+    for (; at != end; ++at) {
+        if (*at == '.' && !point) {
+            point = true;
+            continue;
+        }
+        if (!IsDigit(*at)) return false;
+        mantissa = mantissa * 10 + static_cast<std::uint32_t>(*at - '0');
+        if (mantissa > kLargestExact) return false;
+        digits = true;
+        if (point && ++decimals > 10) return false;
+    }
+    if (!digits) return false;
+    const float magnitude = static_cast<float>(mantissa) / kPowersOfTen[decimals];
+    value = negative ? -magnitude : magnitude;
+    return true;
+}
+
+// A token of an integer list that is an optional '-' and up to nine digits,
+// ending at `end` or before a character that is no digit. Gives where it
+// ends, or null.
+const char* ReadPlainInt(const char* at, const char* end, std::int32_t& value) {
+    const bool negative = at != end && *at == '-';
+    if (negative) ++at;
+    const char* const first = at;
+    std::int32_t magnitude = 0;
+    while (at != end && IsDigit(*at) && at - first < 9) magnitude = magnitude * 10 + (*at++ - '0');
+    if (at == first || (at != end && IsDigit(*at))) return nullptr;
+    value = negative ? -magnitude : magnitude;
+    return at;
+}
+
 }  // namespace
 
 const PointExtent& FloatArray::ExtentAt(double scale) const {
@@ -56,7 +103,7 @@ void SourceList::clear() {
 }
 
 void ConvertFloatToken(std::string_view token, float& value) {
-    if (token.empty()) return;
+    if (token.empty() || ConvertShortDecimal(token, value)) return;
     // from_chars takes no '+', yet after one a plain decimal reads the same.
     std::string_view body = token;
     if (body[0] == '+' && body.size() > 1 && (IsDigit(body[1]) || body[1] == '.')) body.remove_prefix(1);
@@ -154,13 +201,29 @@ void IntListReader::Feed(std::string_view text) {
             if (at == text.size()) return;
             started_ = true;
         }
+        if (token_.empty() && held_.empty()) {
+            // At the start of a token: a plain integer with one blank behind
+            // it and more text after that is a whole token, read in place.
+            const char* const begin = text.data() + at;
+            const char* const end = text.data() + text.size();
+            std::int32_t value = 0;
+            const char* stop = ReadPlainInt(begin, end, value);
+            if (stop != nullptr && end - stop >= 2 && stop[0] == ' ' && !IsDelimiter(stop[1])) {
+                value_ = value;
+                values_.push_back(value);
+                at += static_cast<std::size_t>(stop + 1 - begin);
+                continue;
+            }
+        }
         std::size_t stop = at;
         const bool delimiters = IsDelimiter(text[at]);
         while (stop < text.size() && IsDelimiter(text[stop]) == delimiters) ++stop;
         if (delimiters) {
             // Held back until text follows them: at the end they are trimmed.
             held_.append(text.substr(at, stop - at));
-        } else {
+        } else if (!held_.empty()) {
+            // Text follows: the held delimiters belong to it after all. The
+            // run itself is read on the next turn, which may start a token.
             for (const char c : held_) {
                 if (c == ' ') {
                     CompleteToken();
@@ -169,6 +232,8 @@ void IntListReader::Feed(std::string_view text) {
                 }
             }
             held_.clear();
+            continue;
+        } else {
             token_.append(text.substr(at, stop - at));
         }
         at = stop;

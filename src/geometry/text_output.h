@@ -32,6 +32,7 @@ public:
     void Flush();
 
 private:
+    bool PutShortFixed(double value);
     void MakeRoom(std::size_t size) {
         if (static_cast<std::size_t>(end_ - at_) < size) Flush();
     }

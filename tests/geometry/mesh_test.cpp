@@ -3,6 +3,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <string>
@@ -19,7 +20,7 @@ namespace {
 
 using IntList = std::vector<std::int32_t>;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 MeshNode NewMesh() { return MeshNode(nullptr, "g", "m", MeshNode::kFaceSet, 60.0f); }
 
@@ -33,9 +34,12 @@ void Weld(MeshNode& mesh, const Facet& facet) {
 TEST(MeshWelding, ZerosWeldKeepingTheFirstFormAndNaNNeverWelds) {
     MeshNode mesh = NewMesh();
     Facet facet;
-    facet.Coordinates = {{-0.0, 1, 0.0}, {0.0, 1, -0.0}, {kNaN, 0, 0}, {kNaN, 0, 0}, {0, 0, kNaN}, {0.0, 1, 0.0}};
+    for (const Float3& point : std::initializer_list<Float3>{
+             {-0.0f, 1, 0.0f}, {0.0f, 1, -0.0f}, {kNaN, 0, 0}, {kNaN, 0, 0}, {0, 0, kNaN}, {0.0f, 1, 0.0f}}) {
+        facet.Coordinates.push_back({point});
+    }
     Weld(mesh, facet);
-    EXPECT_EQ(mesh.CoordIndex.Indices, (IntList{0, 0, 1, 2, 3, 0}));
+    EXPECT_EQ(mesh.CoordIndex.Flat(), (IntList{0, 0, 1, 2, 3, 0}));
     EXPECT_TRUE(std::signbit(mesh.Coordinates[0].X));
     EXPECT_FALSE(std::signbit(mesh.Coordinates[0].Z));
 }
@@ -51,7 +55,7 @@ TEST(MeshWelding, EveryFaceCountsAndIsMarkedEvery128) {
 
 // Welding as a plain scan from index 0 does it.
 struct ScanReference {
-    PointList points;
+    std::vector<Point3> points;
     IntList indices;
     void Add(const Point3& p) {
         std::size_t i = 0;
@@ -63,29 +67,68 @@ struct ScanReference {
 
 TEST(MeshWelding, MatchesALinearScan) {
     // Few distinct values, so that points repeat often, with both zeros and
-    // NaN among them; releasing the index now and then changes nothing.
-    const double values[] = {0.0, -0.0, 1.0, -1.0, 0.5, kNaN, 1e-300, 3.25};
+    // NaN among them. Walks read an array of points under scales that
+    // change between walks; some walks weld by array number, and releasing
+    // the index now and then changes nothing.
+    const float values[] = {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, kNaN, 1e-30f, 3.25f};
+    const double scales[] = {1.0, 0.0254, 0.0, 2.0};
     std::mt19937 random(7);
+    std::vector<Float3> array(12);
+    for (Float3& point : array) point = {values[random() % 8], values[random() % 8], values[random() % 8]};
+
     MeshNode mesh = NewMesh();
     ScanReference coordinates;
     ScanReference texCoords;
-    for (int face = 0; face < 3000; ++face) {
-        Facet facet;
-        for (int c = static_cast<int>(random() % 5); c > 0; --c) {
-            facet.Coordinates.push_back({values[random() % 8], values[random() % 8], values[random() % 8]});
-            coordinates.Add(facet.Coordinates.back());
-            facet.TexCoords.push_back({values[random() % 4], values[random() % 4], 0.0});
-            texCoords.Add(facet.TexCoords.back());
+    for (int walk = 0; walk < 60; ++walk) {
+        const double scale = scales[random() % 4];
+        const bool byNumber = walk % 2 == 0;
+        if (byNumber) mesh.BeginWalk(50, {200, 0, 200}, {array.size(), 0, array.size()}, true);
+        for (int face = 0; face < 50; ++face) {
+            Facet facet;
+            facet.Scale = scale;
+            for (int c = static_cast<int>(random() % 5); c > 0; --c) {
+                const auto number = static_cast<std::int32_t>(random() % array.size());
+                const Float3& p = array[static_cast<std::size_t>(number)];
+                facet.Coordinates.push_back({p, byNumber ? number : -1});
+                coordinates.Add({p.X * scale, p.Y * scale, p.Z * scale});
+                const Float3 st{values[random() % 4], values[random() % 4], 0.0f};
+                facet.TexCoords.push_back({st});
+                texCoords.Add({st.X, st.Y, 0.0});
+            }
+            Weld(mesh, facet);
         }
-        Weld(mesh, facet);
-        if (face % 700 == 0) mesh.ReleaseWeldIndex();
+        if (walk % 7 == 0) mesh.ReleaseWeldIndex();
     }
-    ASSERT_EQ(mesh.CoordIndex.Indices, coordinates.indices);
-    ASSERT_EQ(mesh.TexCoordIndex.Indices, texCoords.indices);
+    ASSERT_EQ(mesh.CoordIndex.Flat(), coordinates.indices);
+    ASSERT_EQ(mesh.TexCoordIndex.Flat(), texCoords.indices);
     ASSERT_EQ(mesh.Coordinates.size(), coordinates.points.size());
     for (std::size_t i = 0; i < coordinates.points.size(); ++i) {
-        EXPECT_EQ(std::signbit(mesh.Coordinates[i].X), std::signbit(coordinates.points[i].X)) << i;
+        const Point3 p = mesh.Coordinates[i];
+        const Point3& q = coordinates.points[i];
+        EXPECT_TRUE(std::memcmp(&p, &q, sizeof p) == 0 || (std::isnan(p.X + p.Y + p.Z) && std::isnan(q.X + q.Y + q.Z)))
+            << i;
     }
+}
+
+// A plain mesh gives each corner its own points, under the scale of its
+// face, and its index lists count up.
+TEST(MeshPoints, EachCornerHasItsOwnPointsUnderItsFacesScale) {
+    MeshNode mesh = NewMesh();
+    for (const double scale : {1.0, 1.0, 0.5, 2.0, 1.0}) {
+        Facet facet;
+        facet.Scale = scale;
+        facet.Coordinates = {{{1, 2, 3}}, {{4, 5, 6}}};
+        facet.Normals = {{{1, 2, 3}}};
+        mesh.AddFacet(facet);
+    }
+    ASSERT_EQ(mesh.Coordinates.size(), 10u);
+    const double expectedX[] = {1, 4, 1, 4, 0.5, 2, 2, 8, 1, 4};
+    for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(mesh.Coordinates[i].X, expectedX[i]) << i;
+    // Normals keep their values whatever the scale.
+    for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(mesh.Normals[i].Z, 3.0) << i;
+    EXPECT_EQ(mesh.CoordIndex.Flat(), (IntList{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    EXPECT_EQ(mesh.NormalIndex.Flat(), (IntList{0, 1, 2, 3, 4}));
+    EXPECT_EQ(mesh.CoordIndex.Face(3)[1], 7);
 }
 
 using test::CaptureOutput;
@@ -128,7 +171,7 @@ TEST(FaceSetOutput, TextureCoordinatesFollowTheAppearanceAlone) {
 
     // Coordinates but no texture in the appearance: none are written.
     MeshNode withCoordinates(nullptr, "tri", "", MeshNode::kFaceSet, 60.0f);
-    withCoordinates.TexCoords = {{0, 0, 0}};
+    withCoordinates.TexCoords.Append({0, 0, 0}, 1.0);
     AddFace(withCoordinates.CoordIndex, {0});
     AddFace(withCoordinates.TexCoordIndex, {0});
     withCoordinates.Appearance = &plain;
@@ -152,7 +195,8 @@ TEST(LineSetOutput, TurnsZUpAndIsWrittenWholeAgainOnASecondUse) {
     X3dConverter document;
     document.UpAxisIsZ = true;
     MeshNode mesh(&document, "wire", "", MeshNode::kLineSet, 60.0f);
-    mesh.Coordinates = {{0, 0, 0}, {1, 2, 3}};
+    mesh.Coordinates.Append({0, 0, 0}, 1.0);
+    mesh.Coordinates.Append({1, 2, 3}, 1.0);
     AddFace(mesh.CoordIndex, {0, 1});
     const std::string first = WriteMesh(mesh, 0);
     EXPECT_NE(first.find("\t\t0.000000 0.000000 -0.000000,\n\t\t1.000000 3.000000 -2.000000,\n"), std::string::npos)

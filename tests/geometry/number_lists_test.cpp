@@ -84,6 +84,17 @@ TEST(NumberTokens, AgreeWithScanfOnAnyToken) {
     for (int i = 0; i < 200000; ++i) {
         if (i % 3 == 0) {
             std::snprintf(buffer, sizeof buffer, "%s", RandomToken(random).c_str());
+        } else if (i % 6 == 1) {
+            // A short plain decimal, of the kind that exporters write.
+            const long mantissa = static_cast<long>(random() % 100000000);
+            const int decimals = static_cast<int>(random() % 12);
+            std::snprintf(buffer, sizeof buffer, "%s%ld", random() % 2 ? "-" : "", mantissa);
+            std::string text = buffer;
+            if (decimals > 0) {
+                while (static_cast<int>(text.size()) <= decimals + (text[0] == '-')) text.insert(text[0] == '-', "0");
+                text.insert(text.size() - static_cast<std::size_t>(decimals), ".");
+            }
+            std::snprintf(buffer, sizeof buffer, "%s", text.c_str());
         } else if (i % 3 == 1) {
             // A decimal near the midpoint of two floats, at some length.
             const float f = std::bit_cast<float>(static_cast<std::uint32_t>(random() & 0x7F7FFFFFu));

@@ -46,7 +46,8 @@ std::string Faces(const FaceIndexList& list) {
     std::string text;
     for (std::size_t f = 0; f < list.FaceCount(); ++f) {
         text += '[';
-        for (std::int32_t index : list.Face(f)) text += (text.back() == '[' ? "" : " ") + std::to_string(index);
+        const FaceView face = list.Face(f);
+        for (std::size_t i = 0; i < face.size(); ++i) text += (i == 0 ? "" : " ") + std::to_string(face[i]);
         text += ']';
     }
     return text;

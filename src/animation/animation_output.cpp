@@ -8,6 +8,7 @@
 #include "animation/animation_node.h"
 #include "events/name_index.h"
 #include "geometry/source_arrays.h"
+#include "geometry/text_output.h"
 #include "nodes/transform_values.h"
 
 namespace morvane {
@@ -47,36 +48,45 @@ void WriteInterpolator(std::FILE* stream, const AnimationSource& source, const c
         const int inserted = InsertedValues(values[1] - values[0]);
         if (inserted > 0) keys = 2 + static_cast<std::size_t>(inserted);
     }
+    TextOutput out(stream);
+    // One line of the key values: the axis and the angle in radians.
+    const auto putValue = [&](double degrees) {
+        out.PutTabs(indent);
+        out.Put(' ');
+        out.Put(axis);
+        out.Put(' ');
+        out.PutNumber(degrees * kDegreesToRadians);
+        out.Put('\n');
+    };
 
-    WriteTabs(stream, indent);
-    std::fprintf(stream, "<OrientationInterpolator DEF='%s'\n", source.Id.c_str());
-    WriteTabs(stream, indent);
-    std::fputs(" key='", stream);
+    out.PutTabs(indent);
+    out.Put("<OrientationInterpolator DEF='");
+    out.Put(std::string_view(source.Id.c_str()));
+    out.Put("'\n");
+    out.PutTabs(indent);
+    out.Put(" key='");
     if (keys == 1) {
-        std::fputs("0 ", stream);
+        out.Put("0 ");
     } else {
         for (std::size_t j = 0; j < keys; ++j) {
-            std::fprintf(stream, "%lg ", static_cast<double>(j) / static_cast<double>(keys - 1));
+            out.PutNumber(static_cast<double>(j) / static_cast<double>(keys - 1));
+            out.Put(' ');
         }
     }
-    std::fputs("'\n", stream);
-    WriteTabs(stream, indent);
-    std::fputs(" keyValue='\n", stream);
+    out.Put("'\n");
+    out.PutTabs(indent);
+    out.Put(" keyValue='\n");
     for (std::size_t k = 0; k + 1 < count; ++k) {
         const float step = values[k + 1] - values[k];
         const int inserted = InsertedValues(step);
-        WriteTabs(stream, indent);
-        std::fprintf(stream, " %s %lg\n", axis, values[k] * kDegreesToRadians);
+        putValue(values[k]);
         for (int s = 1; s <= inserted; ++s) {
-            const float angle = values[k] + static_cast<float>(s) * step / static_cast<float>(inserted + 1);
-            WriteTabs(stream, indent);
-            std::fprintf(stream, " %s %lg\n", axis, angle * kDegreesToRadians);
+            putValue(values[k] + static_cast<float>(s) * step / static_cast<float>(inserted + 1));
         }
     }
-    WriteTabs(stream, indent);
-    std::fprintf(stream, " %s %lg\n", axis, values[count - 1] * kDegreesToRadians);
-    WriteTabs(stream, indent);
-    std::fputs(" '/>\n", stream);
+    putValue(values[count - 1]);
+    out.PutTabs(indent);
+    out.Put(" '/>\n");
 }
 
 // Sources of `input`, in order, whose accessor names `param` and which have

@@ -4,6 +4,7 @@
 
 #include "appearance/appearance_node.h"
 #include "events/central_object.h"
+#include "nodes/transform_values.h"
 
 namespace morvane {
 
@@ -58,14 +59,15 @@ void AppearanceNode::Write(std::FILE* stream, int indent) {
 
 void AppearanceNode::WriteMaterial(std::FILE* stream, int indent) {
     WriteTabs(stream, indent);
+    const auto rgb = [](const Color4& color) {
+        return FormatNumbers({static_cast<double>(color[0]), static_cast<double>(color[1]), static_cast<double>(color[2])});
+    };
     std::fprintf(stream,
-                 "<Material containerField='material' DEF='MAT_%s' diffuseColor='%lg %lg %lg' "
-                 "emissiveColor='%lg %lg %lg' transparency='%lg' shininess='%lg'/>\n",
-                 Name.c_str(), static_cast<double>(DiffuseColor[0]), static_cast<double>(DiffuseColor[1]),
-                 static_cast<double>(DiffuseColor[2]), static_cast<double>(EmissionColor[0]),
-                 static_cast<double>(EmissionColor[1]), static_cast<double>(EmissionColor[2]),
-                 static_cast<double>(Transparency),
-                 static_cast<double>(Shininess) * static_cast<double>(kShininessScale));
+                 "<Material containerField='material' DEF='MAT_%s' diffuseColor='%s' emissiveColor='%s' "
+                 "transparency='%s' shininess='%s'/>\n",
+                 Name.c_str(), rgb(DiffuseColor).c_str(), rgb(EmissionColor).c_str(),
+                 FormatNumbers({static_cast<double>(Transparency)}).c_str(),
+                 FormatNumbers({static_cast<double>(Shininess) * static_cast<double>(kShininessScale)}).c_str());
 }
 
 void AppearanceNode::WriteTexture(std::FILE* stream, const TextureSlot& slot, int indent) {

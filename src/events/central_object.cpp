@@ -9,20 +9,15 @@ namespace morvane {
 // ---- TagDispatcher ----
 
 ResultCode TagDispatcher::startElement(std::string_view localName, const AttributeList& attributes) {
-    startName_.clear();
-    AppendNarrowed(startName_, localName.data(), localName.size());
-    auto found = byName_.find(startName_);
-    if (found != byName_.end() && found->second->Start(startName_, attributes)) {
-        CurrentHandler = found->second;
-    }
+    startName_.assign(NarrowView(localName, scratch_));
+    TagHandler* handler = byName_.Find(startName_);
+    if (handler != nullptr && handler->Start(startName_, attributes)) CurrentHandler = handler;
     return kResultOk;
 }
 
 ResultCode TagDispatcher::endElement(std::string_view localName) {
-    endName_.clear();
-    AppendNarrowed(endName_, localName.data(), localName.size());
-    auto found = byName_.find(endName_);
-    if (found != byName_.end()) found->second->End(endName_);
+    endName_.assign(NarrowView(localName, scratch_));
+    if (TagHandler* handler = byName_.Find(endName_)) handler->End(endName_);
     return kResultOk;
 }
 
@@ -31,10 +26,7 @@ ResultCode TagDispatcher::characters(const char* chars, std::size_t count) {
     return kResultOk;
 }
 
-TagHandler* TagDispatcher::FindHandler(std::string_view name) const {
-    auto found = byName_.find(name);
-    return found == byName_.end() ? nullptr : found->second;
-}
+TagHandler* TagDispatcher::FindHandler(std::string_view name) const { return byName_.Find(name); }
 
 bool TagDispatcher::IsTagOpen(std::string_view name) const {
     const TagHandler* handler = FindHandler(name);
@@ -42,14 +34,13 @@ bool TagDispatcher::IsTagOpen(std::string_view name) const {
 }
 
 void TagDispatcher::AddHandler(std::unique_ptr<TagHandler> handler) {
-    // A name registered twice would be found by the walk at its first place.
-    byName_.try_emplace(handler->TagName, handler.get());
+    byName_.Add(handler->TagName, handler.get());
     Handlers.push_back(std::move(handler));
 }
 
 void TagDispatcher::ClearHandlers() {
     CurrentHandler = nullptr;
-    byName_.clear();
+    byName_.Clear();
     Handlers.clear();
 }
 

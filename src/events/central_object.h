@@ -17,6 +17,7 @@
 
 #include "appearance/appearance_node.h"
 #include "document/output_file.h"
+#include "events/name_index.h"
 #include "events/tag_handler.h"
 #include "events/xml_reader.h"
 #include "geometry/source_arrays.h"
@@ -72,9 +73,10 @@ protected:
 private:
     // Names are unique, so finding the handler by name picks exactly the one
     // that a walk over the list in order would stop at.
-    std::unordered_map<std::string_view, TagHandler*> byName_;
+    FixedNameTable<TagHandler*> byName_;
     std::string startName_;
     std::string endName_;
+    std::string scratch_;
 };
 
 class ColladaReader : public TagDispatcher {

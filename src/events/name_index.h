@@ -5,6 +5,8 @@
 // its names collide.
 #pragma once
 
+#include <bit>
+#include <cassert>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -39,6 +41,63 @@ public:
 
 private:
     std::unordered_map<std::string, Value, KeyedNameHash, std::equal_to<>> entries_;
+};
+
+// A small table of the converter's own names, filled once and then only
+// searched: open addressing with a cheap hash, since a name from a
+// document can only miss, never crowd the table.
+template <class Value>
+class FixedNameTable {
+public:
+    // Adds a name that the table does not hold yet.
+    void Add(std::string_view name, Value value) {
+        assert(Find(name) == Value{} && "names in a fixed table are unique");
+        if (2 * (count_ + 1) > slots_.size()) Rehash(slots_.empty() ? 64 : 2 * slots_.size());
+        Place(name, value);
+        ++count_;
+    }
+    Value Find(std::string_view name) const {
+        if (slots_.empty()) return Value{};
+        const std::size_t mask = slots_.size() - 1;
+        for (std::size_t at = Hash(name) & mask;; at = (at + 1) & mask) {
+            const Slot& slot = slots_[at];
+            if (slot.Name.data() == nullptr) return Value{};
+            if (slot.Name == name) return slot.Entry;
+        }
+    }
+    void Clear() {
+        slots_.clear();
+        count_ = 0;
+    }
+
+private:
+    struct Slot {
+        std::string_view Name;  // null data: empty
+        Value Entry{};
+    };
+
+    static std::size_t Hash(std::string_view name) {
+        std::uint64_t h = 0xcbf29ce484222325ull;
+        for (const char c : name) h = (h ^ static_cast<unsigned char>(c)) * 0x100000001b3ull;
+        return static_cast<std::size_t>(h ^ (h >> 32));
+    }
+    void Place(std::string_view name, Value value) {
+        const std::size_t mask = slots_.size() - 1;
+        std::size_t at = Hash(name) & mask;
+        while (slots_[at].Name.data() != nullptr) at = (at + 1) & mask;
+        slots_[at] = {name, value};
+    }
+    void Rehash(std::size_t size) {
+        assert(std::has_single_bit(size));
+        std::vector<Slot> old(size);
+        old.swap(slots_);
+        for (const Slot& slot : old) {
+            if (slot.Name.data() != nullptr) Place(slot.Name, slot.Entry);
+        }
+    }
+
+    std::vector<Slot> slots_;
+    std::size_t count_ = 0;
 };
 
 // The positions of a list's entries grouped by name, in list order: a walk

@@ -25,9 +25,11 @@ constexpr std::size_t kReadBlock = 1 << 20;
 constexpr std::size_t kLargestBlock = 1 << 30;
 
 std::string_view LocalName(const XML_Char* name) {
-    std::string_view full(name);
-    const std::size_t cut = full.rfind(kNamespaceSeparator);
-    return cut == std::string_view::npos ? full : full.substr(cut + 1);
+    const std::size_t length = std::strlen(name);
+    const void* cut = memrchr(name, kNamespaceSeparator, length);
+    if (cut == nullptr) return {name, length};
+    const auto* local = static_cast<const XML_Char*>(cut) + 1;
+    return {local, static_cast<std::size_t>(name + length - local)};
 }
 
 class ExpatAttributes final : public AttributeList {
@@ -37,7 +39,7 @@ public:
     bool GetValueFromName(std::string_view localName, std::string_view& value) const override {
         for (const XML_Char** p = pairs_; p[0] != nullptr; p += 2) {
             // Attributes in a namespace carry a separator and never match.
-            if (localName == p[0]) {
+            if (std::strncmp(p[0], localName.data(), localName.size()) == 0 && p[0][localName.size()] == '\0') {
                 value = p[1];
                 return true;
             }

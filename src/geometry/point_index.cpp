@@ -40,7 +40,8 @@ std::uint64_t HashPoint(const Point3& point) {
 // Such a point equals no other, so the table never needs to hold it.
 bool HasNaN(const Point3& point) { return std::isnan(point.X) || std::isnan(point.Y) || std::isnan(point.Z); }
 
-constexpr std::size_t kSmallestTable = 1024;
+// Small enough that the many small primitives of a document stay cheap.
+constexpr std::size_t kSmallestTable = 16;
 
 }  // namespace
 

@@ -1,5 +1,7 @@
 #include "geometry/source_arrays.h"
 
+#include "events/number_text.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
@@ -21,39 +23,6 @@ bool StartsAsDecimal(std::string_view token, bool allowPoint) {
     std::size_t at = (token[0] == '-') ? 1 : 0;
     if (at >= token.size()) return false;
     return IsDigit(token[at]) || (allowPoint && token[at] == '.');
-}
-
-// A plain decimal of few enough digits is converted straight away: with a
-// mantissa and a power of ten both exact in float, one float division
-// rounds correctly, so it gives what any correctly rounding conversion
-// (scanf's among them) gives. Anything else, or a longer number, is left to
-// the general conversion; false then.
-bool ConvertShortDecimal(std::string_view token, float& value) {
-    constexpr float kPowersOfTen[] = {1e0f, 1e1f, 1e2f, 1e3f, 1e4f, 1e5f, 1e6f, 1e7f, 1e8f, 1e9f, 1e10f};
-    constexpr std::uint32_t kLargestExact = 1u << 24;
-    const char* at = token.data();
-    const char* const end = at + token.size();
-    const bool negative = at != end && *at == '-';
-    if (at != end && (*at == '-' || *at == '+')) ++at;
-    std::uint32_t mantissa = 0;
-    int decimals = 0;
-    bool digits = false;
-    bool point = false;
-    for (; at != end; ++at) {
-        if (*at == '.' && !point) {
-            point = true;
-            continue;
-        }
-        if (!IsDigit(*at)) return false;
-        mantissa = mantissa * 10 + static_cast<std::uint32_t>(*at - '0');
-        if (mantissa > kLargestExact) return false;
-        digits = true;
-        if (point && ++decimals > 10) return false;
-    }
-    if (!digits) return false;
-    const float magnitude = static_cast<float>(mantissa) / kPowersOfTen[decimals];
-    value = negative ? -magnitude : magnitude;
-    return true;
 }
 
 // A token of an integer list that is an optional '-' and up to nine digits,
@@ -103,7 +72,13 @@ void SourceList::clear() {
 }
 
 void ConvertFloatToken(std::string_view token, float& value) {
-    if (token.empty() || ConvertShortDecimal(token, value)) return;
+    if (token.empty()) return;
+    const char* const end = token.data() + token.size();
+    float shortValue = 0.0f;
+    if (ReadShortDecimal(token.data(), end, shortValue) == end) {
+        value = shortValue;
+        return;
+    }
     // from_chars takes no '+', yet after one a plain decimal reads the same.
     std::string_view body = token;
     if (body[0] == '+' && body.size() > 1 && (IsDigit(body[1]) || body[1] == '.')) body.remove_prefix(1);

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "events/number_text.h"
+
 namespace morvane {
 
 namespace {
@@ -96,6 +98,11 @@ void TextOutput::PutFixed(double value) {
     }
     const int written = std::snprintf(at_, kLongestFixed, "%lf", value);
     if (written > 0) at_ += written;
+}
+
+void TextOutput::PutNumber(double value) {
+    MakeRoom(kLongestNumber);
+    at_ += FormatNumber(value, at_);
 }
 
 void TextOutput::Flush() {

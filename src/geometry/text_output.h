@@ -28,6 +28,8 @@ public:
     void PutInt(std::int32_t value);
     // As "%lf": six decimals, and inf, nan and their signs as printf has them.
     void PutFixed(double value);
+    // As "%lg".
+    void PutNumber(double value);
     // Hands what is gathered to the stream.
     void Flush();
 

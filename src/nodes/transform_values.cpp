@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "events/number_text.h"
 #include "nodes/x3d_node.h"
 
 namespace morvane {
@@ -15,19 +16,15 @@ namespace {
 constexpr double kTraceLimit = 1e-10;
 constexpr double kAxisLimit = 0.001;
 
-std::string Printed(const char* format, auto... values) {
-    const int length = std::snprintf(nullptr, 0, format, values...);
-    std::string text(static_cast<std::size_t>(length), '\0');
-    std::snprintf(text.data(), text.size() + 1, format, values...);
-    return text;
-}
-
 }  // namespace
 
-std::string FormatNumbers(double a, double b, double c) { return Printed("%lg %lg %lg", a, b, c); }
-
-std::string FormatNumbers(double a, double b, double c, double d) {
-    return Printed("%lg %lg %lg %lg", a, b, c, d);
+std::string FormatNumbers(std::initializer_list<double> values) {
+    std::string text;
+    for (const double value : values) {
+        if (!text.empty()) text += ' ';
+        AppendNumber(text, value);
+    }
+    return text;
 }
 
 void AxisAngle::Normalise() {
@@ -88,12 +85,12 @@ void MatrixNode::ToQuaternion(AxisAngle& out) const {
 
 std::string MatrixNode::ScaleText() const {
     // The second and third diagonal values change places in every document.
-    return FormatNumbers(Elements[0], Elements[10], Elements[5]);
+    return FormatNumbers({Elements[0], Elements[10], Elements[5]});
 }
 
 std::string MatrixNode::TranslationText(bool upAxisIsZ) const {
-    if (upAxisIsZ) return FormatNumbers(Elements[3], Elements[11], -Elements[7]);
-    return FormatNumbers(Elements[3], Elements[7], Elements[11]);
+    if (upAxisIsZ) return FormatNumbers({Elements[3], Elements[11], -Elements[7]});
+    return FormatNumbers({Elements[3], Elements[7], Elements[11]});
 }
 
 std::string MatrixNode::RotationText() const {
@@ -104,20 +101,20 @@ std::string MatrixNode::RotationText() const {
         rotation.Z = 1.0;
         rotation.W = 0.0;
     }
-    return FormatNumbers(rotation.X, rotation.Y, rotation.Z, rotation.W);
+    return FormatNumbers({rotation.X, rotation.Y, rotation.Z, rotation.W});
 }
 
 std::string TransformNode::ScaleText() const {
     const auto& e = Matrix.Elements;
-    if (e[0] == 1.0 && e[5] == 1.0 && e[10] == 1.0) return FormatNumbers(Scale.X, Scale.Y, Scale.Z);
+    if (e[0] == 1.0 && e[5] == 1.0 && e[10] == 1.0) return FormatNumbers({Scale.X, Scale.Y, Scale.Z});
     return Matrix.ScaleText();
 }
 
 std::string TransformNode::TranslationText(bool upAxisIsZ) const {
     const auto& e = Matrix.Elements;
     if (e[3] == 0.0 && e[7] == 0.0 && e[11] == 0.0) {
-        if (upAxisIsZ) return FormatNumbers(Translation.X, Translation.Z, -Translation.Y);
-        return FormatNumbers(Translation.X, Translation.Y, Translation.Z);
+        if (upAxisIsZ) return FormatNumbers({Translation.X, Translation.Z, -Translation.Y});
+        return FormatNumbers({Translation.X, Translation.Y, Translation.Z});
     }
     return Matrix.TranslationText(upAxisIsZ);
 }
@@ -129,7 +126,7 @@ std::string TransformNode::RotationText() const {
     const AxisAngle* chosen = &Rotation;
     const int turned = (RotateX.W != 0.0) + (RotateY.W != 0.0) + (RotateZ.W != 0.0);
     if (turned == 1) chosen = RotateX.W != 0.0 ? &RotateX : RotateY.W != 0.0 ? &RotateY : &RotateZ;
-    return FormatNumbers(chosen->X, chosen->Y, chosen->Z, chosen->W * kDegreesToRadians);
+    return FormatNumbers({chosen->X, chosen->Y, chosen->Z, chosen->W * kDegreesToRadians});
 }
 
 }  // namespace morvane

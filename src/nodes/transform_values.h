@@ -2,6 +2,7 @@
 // and axis-angle (or quaternion) quadruples.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 
 namespace morvane {
@@ -10,8 +11,7 @@ namespace morvane {
 inline constexpr double kDegreesToRadians = 0.01745329277777778;
 
 // Numbers as the writer prints them: "%lg" each, one blank between.
-std::string FormatNumbers(double a, double b, double c);
-std::string FormatNumbers(double a, double b, double c, double d);
+std::string FormatNumbers(std::initializer_list<double> values);
 
 struct Vector3 {
     double X = 0.0;

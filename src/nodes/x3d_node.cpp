@@ -70,7 +70,6 @@ AppearanceNode* ShapeNode::ChooseAppearance(const MeshNode& mesh) {
 }
 
 void ShapeNode::Write(std::FILE* stream, int indent) {
-    std::fflush(stream);
     const MeshLibrary* library = Document != nullptr ? Document->MeshLibrary.get() : nullptr;
     if (Written) {
         WriteTabs(stream, indent);
@@ -103,7 +102,6 @@ TransformNode::TransformNode(std::string name, ColladaReader* document)
 TransformNode::~TransformNode() = default;
 
 void TransformNode::Write(std::FILE* stream, int indent) {
-    std::fflush(stream);
     WriteTabs(stream, indent);
     if (Written) {
         std::fprintf(stream, "\t\t\t<Transform containerField='children' USE='%s'/>\n", Name.c_str());

@@ -15,7 +15,6 @@ void LightList::clear() {
 void DirectionalLightNode::Write(std::FILE*, int) {}
 
 void PointLightNode::Write(std::FILE* stream, int indent) {
-    std::fflush(stream);
     WriteTabs(stream, indent);
     if (Written) {
         std::fprintf(stream, "\t\t\t<PointLight USE='%s'/>\n", Name.c_str());
@@ -24,9 +23,11 @@ void PointLightNode::Write(std::FILE* stream, int indent) {
     Written = true;
     std::fputs("<PointLight", stream);
     if (!Name.empty()) std::fprintf(stream, " DEF='%s'", Name.c_str());
-    std::fprintf(stream, " color='%lg %lg %lg'", static_cast<double>(Color[0]), static_cast<double>(Color[1]),
-                 static_cast<double>(Color[2]));
-    std::fprintf(stream, " attenuation='%lg %lg %lg'", ConstantAttenuation, LinearAttenuation, QuadraticAttenuation);
+    std::fprintf(stream, " color='%s'",
+                 FormatNumbers({static_cast<double>(Color[0]), static_cast<double>(Color[1]), static_cast<double>(Color[2])})
+                     .c_str());
+    std::fprintf(stream, " attenuation='%s'",
+                 FormatNumbers({ConstantAttenuation, LinearAttenuation, QuadraticAttenuation}).c_str());
     std::fputs("/>\n", stream);
 }
 

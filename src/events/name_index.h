@@ -25,22 +25,73 @@ struct KeyedNameHash {
     std::size_t operator()(std::string_view name) const { return static_cast<std::size_t>(KeyedHash(name)); }
 };
 
+// An open-addressing table in one array. Names are viewed, not copied: a
+// name must stay where it is, unchanged, for as long as it is noted, which
+// holds for the ids of records that the lists keep in place. Names longer
+// than 4 GiB are not expected.
 template <class Value>
 class NameIndex {
 public:
     // Notes `value` under `name`, unless an earlier entry holds that name.
     void Note(std::string_view name, Value value) {
-        if (entries_.find(name) == entries_.end()) entries_.emplace(std::string(name), value);
+        if (2 * (count_ + 1) > slots_.size()) Grow();
+        const std::uint64_t hash = KeyedHash(name);
+        Slot& slot = slots_[Probe(name, hash)];
+        if (slot.Used()) return;
+        slot = {name.data() != nullptr ? name.data() : "", static_cast<std::uint32_t>(name.size()),
+                static_cast<std::uint32_t>(hash >> 32), value};
+        ++count_;
     }
     // The value of the first entry noted under `name`, or `absent`.
     Value Find(std::string_view name, Value absent = Value{}) const {
-        const auto found = entries_.find(name);
-        return found == entries_.end() ? absent : found->second;
+        if (count_ == 0) return absent;
+        const Slot& slot = slots_[Probe(name, KeyedHash(name))];
+        return slot.Used() ? slot.Entry : absent;
     }
-    void Clear() { entries_.clear(); }
+    void Clear() {
+        slots_.clear();
+        count_ = 0;
+    }
 
 private:
-    std::unordered_map<std::string, Value, KeyedNameHash, std::equal_to<>> entries_;
+    struct Slot {
+        const char* Name = nullptr;  // null: a free slot
+        std::uint32_t Size = 0;
+        // The upper half of the hash, which the position does not show.
+        std::uint32_t Check = 0;
+        Value Entry{};
+
+        bool Used() const { return Name != nullptr; }
+        bool Holds(std::string_view name, std::uint32_t check) const {
+            return Check == check && Size == name.size() && std::string_view(Name, Size) == name;
+        }
+    };
+
+    // Where the slot that holds `name` is, or the free slot where it would go.
+    std::size_t Probe(std::string_view name, std::uint64_t hash) const {
+        assert(std::has_single_bit(slots_.size()));
+        const std::size_t mask = slots_.size() - 1;
+        const auto check = static_cast<std::uint32_t>(hash >> 32);
+        for (std::size_t at = static_cast<std::size_t>(hash) & mask;; at = (at + 1) & mask) {
+            const Slot& slot = slots_[at];
+            if (!slot.Used() || slot.Holds(name, check)) return at;
+        }
+    }
+
+    void Grow() {
+        std::vector<Slot> old(slots_.empty() ? 16 : 2 * slots_.size());
+        old.swap(slots_);
+        const std::size_t mask = slots_.size() - 1;
+        for (const Slot& slot : old) {
+            if (!slot.Used()) continue;
+            std::size_t at = static_cast<std::size_t>(KeyedHash({slot.Name, slot.Size})) & mask;
+            while (slots_[at].Used()) at = (at + 1) & mask;
+            slots_[at] = slot;
+        }
+    }
+
+    std::vector<Slot> slots_;
+    std::size_t count_ = 0;
 };
 
 // A small table of the converter's own names, filled once and then only

@@ -67,5 +67,28 @@ TEST(Lifecycle, EveryDocumentStartsCleanButOptionsCarryOver) {
     EXPECT_FALSE(converter.WritePolygons);
 }
 
+// The lists of one document and what finds their records again are gone
+// when the next document starts: nothing of the first is found in the second.
+TEST(Lifecycle, ASecondDocumentFindsNothingOfTheFirst) {
+    X3dConverter converter;
+    const std::string first =
+        "<COLLADA><library_images><image id='img'><init_from>a.png</init_from></image></library_images>"
+        "<library_materials><material id='mat' name='red'/></library_materials>"
+        "<library_effects><effect id='fx'><profile_COMMON><newparam sid='samp'/></profile_COMMON></effect>"
+        "</library_effects><library_lights><light id='lamp'><technique_common><point/></technique_common></light>"
+        "</library_lights><library_geometries><geometry id='g'><mesh><float_array id='pos-array'>0 0 0</float_array>"
+        "</mesh></geometry></library_geometries><library_nodes><node id='lib'/></library_nodes></COLLADA>";
+    for (const bool firstOne : {true, false}) {
+        ParseDocument(converter, firstOne ? first : "<COLLADA/>");
+        EXPECT_EQ(converter.Images.Find("img") != nullptr, firstOne);
+        EXPECT_EQ(converter.Appearances.FindById("mat") != nullptr, firstOne);
+        EXPECT_EQ(converter.Appearances.FindByName("red") != nullptr, firstOne);
+        EXPECT_EQ(converter.NewParams.Find("samp") != nullptr, firstOne);
+        EXPECT_EQ(converter.Lights.Find("lamp") != nullptr, firstOne);
+        EXPECT_EQ(converter.Sources.Find("pos-array") != nullptr, firstOne);
+        EXPECT_EQ(converter.FindLibraryNode("lib") != nullptr, firstOne);
+    }
+}
+
 }  // namespace
 }  // namespace morvane

@@ -115,6 +115,7 @@ void ColladaReader::ClearDocument() {
     SceneRoot.reset();
     LibraryRoot.reset();
     DocumentNodes.clear();
+    MissingTriangles = 0;
 }
 
 }  // namespace morvane

@@ -154,6 +154,8 @@ public:
     bool ToolIsMaxOrMaya = false;
     bool ToolIsSketchUp = false;
     bool UpAxisIsZ = false;
+    // Triangles that count attributes promise beyond their p lists, summed.
+    std::int64_t MissingTriangles = 0;
 
     // Owner of the shapes, viewpoints, lights and animations of a document,
     // which the lists and the scene tree only point to.

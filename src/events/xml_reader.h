@@ -30,7 +30,11 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// The reason given when memory runs out.
+// The reasons for refusing a document that asks for absurd resources.
+inline constexpr const char* kNestedTooDeep = "nested deeper than 1000 levels";
+inline constexpr const char* kCountsFarBeyondLists =
+    "counts far beyond their lists (more than 1000000 triangles missing)";
+inline constexpr const char* kTooManyEntries = "too many entries (a list would reach 2^31)";
 inline constexpr const char* kOutOfMemory = "out of memory";
 
 // The attributes of one start tag, valid only during the startElement call.

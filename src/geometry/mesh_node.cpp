@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <new>
 #include <utility>
+
+#include "events/xml_reader.h"
 
 namespace morvane {
 
@@ -17,7 +18,7 @@ constexpr double kCreaseDegreesToRadians = 0.017453292222222222;
 constexpr std::size_t kMaxEntries = 0x7FFFFFFFu;
 
 void AppendPlain(PointList& target, const PointList& points, FaceIndexList& faces) {
-    if (target.size() + points.size() > kMaxEntries) throw std::bad_alloc();
+    if (target.size() + points.size() > kMaxEntries) throw UnreadableDocument(kTooManyEntries);
     auto next = static_cast<std::int32_t>(target.size());
     target.insert(target.end(), points.begin(), points.end());
     for (std::size_t i = 0; i < points.size(); ++i) faces.Push(next++);
@@ -30,7 +31,7 @@ void AppendWelded(PointList& target, const PointList& points, PointIndex& index,
 }  // namespace
 
 void FaceIndexList::CloseFace() {
-    if (Indices.size() > kMaxEntries) throw std::bad_alloc();
+    if (Indices.size() > kMaxEntries) throw UnreadableDocument(kTooManyEntries);
     const std::size_t end = Indices.size();
     if (ends_.empty()) {
         if (faces_ == 0) length_ = end;

@@ -2,7 +2,8 @@
 
 #include <bit>
 #include <cmath>
-#include <new>
+
+#include "events/xml_reader.h"
 
 namespace morvane {
 
@@ -39,7 +40,7 @@ std::uint32_t PointIndex::Weld(PointList& points, const Point3& point) {
     while (covered_ < points.size()) Insert(points, static_cast<std::uint32_t>(covered_++));
 
     // Indices are 32-bit in the table and in the face lists.
-    if (points.size() >= 0x7FFFFFFFu) throw std::bad_alloc();
+    if (points.size() >= 0x7FFFFFFFu) throw UnreadableDocument(kTooManyEntries);
     if (HasNaN(point)) {
         points.push_back(point);
         covered_ = points.size();

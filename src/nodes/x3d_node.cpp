@@ -107,7 +107,7 @@ void TransformNode::Write(std::FILE* stream, int indent) {
     struct OpenTransform {
         explicit OpenTransform(ColladaReader* document) : document_(document) {
             if (document_ == nullptr) return;
-            if (document_->OpenTransforms > kMaxSceneDepth) throw UnreadableDocument("scene nested too deep");
+            if (document_->OpenTransforms > kMaxSceneDepth) throw UnreadableDocument(kNestedTooDeep);
             ++document_->OpenTransforms;
         }
         ~OpenTransform() {

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "animation/animation_node.h"
+#include "document/output_file.h"
 #include "geometry/source_arrays.h"
 #include "nodes/transform_values.h"
 
@@ -55,6 +56,7 @@ void WriteInterpolator(std::FILE* stream, const AnimationSource& source, const c
         std::fputs("0 ", stream);
     } else {
         for (std::size_t j = 0; j < keys; ++j) {
+            ThrowIfWriteFailed(stream);
             std::fprintf(stream, "%lg ", static_cast<double>(j) / static_cast<double>(keys - 1));
         }
     }
@@ -67,6 +69,7 @@ void WriteInterpolator(std::FILE* stream, const AnimationSource& source, const c
         WriteTabs(stream, indent);
         std::fprintf(stream, " %s %lg\n", axis, values[k] * kDegreesToRadians);
         for (int s = 1; s <= inserted; ++s) {
+            ThrowIfWriteFailed(stream);
             const float angle = values[k] + static_cast<float>(s) * step / static_cast<float>(inserted + 1);
             WriteTabs(stream, indent);
             std::fprintf(stream, " %s %lg\n", axis, angle * kDegreesToRadians);

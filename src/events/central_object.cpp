@@ -115,7 +115,9 @@ void ColladaReader::ClearDocument() {
     SceneRoot.reset();
     LibraryRoot.reset();
     DocumentNodes.clear();
+    InputBytes = 0;
     MissingTriangles = 0;
+    OutputWritten = false;
 }
 
 }  // namespace morvane

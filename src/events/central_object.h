@@ -86,6 +86,7 @@ public:
     // handler starts anew, and only the options carry over.
     ResultCode startDocument() override;
     ResultCode endDocument() override;
+    void documentBytes(std::uint64_t bytes) override { InputBytes = bytes; }
 
     // Sets the per-document scalars back to their start values.
     virtual void Reset();
@@ -154,8 +155,12 @@ public:
     bool ToolIsMaxOrMaya = false;
     bool ToolIsSketchUp = false;
     bool UpAxisIsZ = false;
+    // The size of the document, which bounds the size of its output.
+    std::uint64_t InputBytes = 0;
     // Triangles that count attributes promise beyond their p lists, summed.
     std::int64_t MissingTriangles = 0;
+    // Whether the output file was written whole.
+    bool OutputWritten = false;
 
     // Owner of the shapes, viewpoints, lights and animations of a document,
     // which the lists and the scene tree only point to.

@@ -28,10 +28,12 @@ public:
     void PutInt(std::int32_t value);
     // As "%lf": six decimals, and inf, nan and their signs as printf has them.
     void PutFixed(double value);
-    // Hands what is gathered to the stream.
+    // Hands what is gathered to the stream; throws WriteFailed when the
+    // stream has failed, so that a mesh stops at the first failed write.
     void Flush();
 
 private:
+    void Hand();
     void MakeRoom(std::size_t size) {
         if (static_cast<std::size_t>(end_ - at_) < size) Flush();
     }

@@ -69,6 +69,7 @@ void ShapeNode::Write(std::FILE* stream, int indent) {
         if (library == nullptr) return;
         for (CurrentMesh = library->FindNext(Name, nullptr); CurrentMesh != nullptr;
              CurrentMesh = library->FindNext(Name, CurrentMesh)) {
+            ThrowIfWriteFailed(stream);
             std::fprintf(stream, "<Shape USE='%s_%s'/>\n", CurrentMesh->GeometryName.c_str(),
                          CurrentMesh->MaterialName.c_str());
         }
@@ -78,6 +79,7 @@ void ShapeNode::Write(std::FILE* stream, int indent) {
     if (library == nullptr) return;
     for (CurrentMesh = library->FindNext(Name, nullptr); CurrentMesh != nullptr;
          CurrentMesh = library->FindNext(Name, CurrentMesh)) {
+        ThrowIfWriteFailed(stream);
         MeshNode& mesh = *CurrentMesh;
         WriteTabs(stream, indent);
         std::fprintf(stream, "<Shape DEF='%s_%s'>\n", mesh.GeometryName.c_str(), mesh.MaterialName.c_str());
@@ -96,6 +98,7 @@ TransformNode::~TransformNode() = default;
 
 void TransformNode::Write(std::FILE* stream, int indent) {
     std::fflush(stream);
+    ThrowIfWriteFailed(stream);
     WriteTabs(stream, indent);
     if (Written) {
         std::fprintf(stream, "\t\t\t<Transform containerField='children' USE='%s'/>\n", Name.c_str());

@@ -67,7 +67,17 @@ std::string RefuseOutput(const std::string& input, const std::string& output) {
 }
 
 // Why a document that was read to its end gave no output.
-std::string NothingToConvert() { return "nothing to convert (no triangles, polylist, polygons or lines)"; }
+std::string NothingToConvert(const SeenKinds& seen) {
+    if (seen.MeshPrimitive) return "nothing to convert (its primitives are left out by -sy or -sl)";
+    std::string unread;
+    for (std::size_t k = 0; k < std::size(kUnreadKinds); ++k) {
+        if ((seen.Unread & (1u << k)) == 0) continue;
+        if (!unread.empty()) unread += ", ";
+        unread += kUnreadKinds[k].Plural;
+    }
+    if (unread.empty()) return "nothing to convert (no triangles, polylist, polygons or lines)";
+    return "nothing to convert (no triangles, polylist, polygons or lines; it has " + unread + ")";
+}
 
 void Report(const ConsoleStreams& console, const std::string& input, const std::string& reason) {
     std::fprintf(console.err, "morvane: %s: %s\n", input.c_str(), reason.c_str());
@@ -199,7 +209,7 @@ int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& 
     if (result != kResultOk) {
         Report(console, input, reader.FailureReason());
     } else if (!converter.OutputWritten) {
-        Report(console, input, NothingToConvert());
+        Report(console, input, NothingToConvert(converter.Seen));
     }
     return 0;
 }

@@ -15,6 +15,7 @@ ResultCode TagDispatcher::startElement(std::string_view localName, const Attribu
     if (found != byName_.end() && found->second->Start(startName_, attributes)) {
         CurrentHandler = found->second;
     }
+    Seen.Note(startName_);
     return kResultOk;
 }
 
@@ -115,6 +116,7 @@ void ColladaReader::ClearDocument() {
     SceneRoot.reset();
     LibraryRoot.reset();
     DocumentNodes.clear();
+    Seen = {};
     InputBytes = 0;
     MissingTriangles = 0;
     OutputWritten = false;

@@ -17,6 +17,7 @@
 
 #include "appearance/appearance_node.h"
 #include "document/output_file.h"
+#include "events/element_kinds.h"
 #include "events/tag_handler.h"
 #include "events/xml_reader.h"
 #include "geometry/source_arrays.h"
@@ -63,6 +64,8 @@ public:
     // In registration order.
     std::vector<std::unique_ptr<TagHandler>> Handlers;
     TagHandler* CurrentHandler = nullptr;
+    // Element kinds of the document that tell why it gave no output.
+    SeenKinds Seen;
 
     void AddHandler(std::unique_ptr<TagHandler> handler);
 

@@ -2,13 +2,19 @@
 
 #include <arpa/inet.h>
 #include <expat.h>
+#include <fcntl.h>
+#include <grp.h>
 #include <netinet/in.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <csignal>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -77,6 +83,76 @@ RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<s
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(io / "stdout"), ReadFile(io / "stderr")};
 }
 
+Ending Execute(const Launch& launch) {
+    ScratchDirectory io;
+    WriteFile(io / "stdin", launch.Input);
+    const std::string in = (io / "stdin").string();
+    const std::string out = (io / "stdout").string();
+    const std::string err = (io / "stderr").string();
+    const std::string directory = launch.Directory.string();
+    std::vector<std::string> args{MORVANE_BINARY};
+    args.insert(args.end(), launch.Args.begin(), launch.Args.end());
+    std::vector<char*> argv;
+    for (std::string& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+
+    const pid_t child = fork();
+    if (child < 0) throw std::runtime_error("fork failed");
+    if (child == 0) {
+        // Only calls that are safe between fork and exec.
+        const int input = open(in.c_str(), O_RDONLY);
+        const int output = launch.Stdout >= 0 ? launch.Stdout : open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int error = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        if (input < 0 || output < 0 || error < 0 || dup2(input, 0) < 0 || dup2(output, 1) < 0 || dup2(error, 2) < 0 ||
+            chdir(directory.c_str()) != 0) {
+            _exit(127);
+        }
+        for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_DFL);
+        const rlimit noCore{0, 0};
+        setrlimit(RLIMIT_CORE, &noCore);
+        if (launch.FileSizeLimit > 0) {
+            std::signal(SIGXFSZ, SIG_IGN);
+            const rlimit limit{static_cast<rlim_t>(launch.FileSizeLimit), static_cast<rlim_t>(launch.FileSizeLimit)};
+            if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(127);
+        }
+        if (launch.User >= 0 && launch.Group >= 0 &&
+            (setgroups(0, nullptr) != 0 || setgid(static_cast<gid_t>(launch.Group)) != 0 ||
+             setuid(static_cast<uid_t>(launch.User)) != 0)) {
+            _exit(127);
+        }
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+
+    if (launch.WhileRunning) launch.WhileRunning(child);
+    Ending ending;
+    int status = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(launch.TimeoutSeconds);
+    while (waitpid(child, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            kill(child, SIGKILL);
+            waitpid(child, &status, 0);
+            ending.hung = true;
+            break;
+        }
+        usleep(2000);
+    }
+    if (WIFEXITED(status)) ending.exitCode = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) ending.signal = WTERMSIG(status);
+    ending.out = ReadFile(out);
+    ending.err = ReadFile(err);
+    return ending;
+}
+
+std::vector<std::string> HiddenEntries(const std::filesystem::path& directory) {
+    std::vector<std::string> hidden;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        const std::string name = entry.path().filename().string();
+        if (name.starts_with(".")) hidden.push_back(name);
+    }
+    return hidden;
+}
+
 LocalHttpServer::LocalHttpServer(std::map<std::string, std::string> responses) : responses_(std::move(responses)) {
     listener_ = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
@@ -137,6 +213,27 @@ std::string XmlErrors(const std::string& text) {
     }
     XML_ParserFree(parser);
     return errors;
+}
+
+std::string DiagnosticProblem(const std::string& err, const std::string& input, bool written) {
+    if (written) return err.empty() ? "" : "an output was written, and yet: " + err;
+    static const std::regex reasons(
+        "cannot open: .+|cannot read: .+|not a regular file|download failed: .+|"
+        "not well-formed XML at line [1-9][0-9]*, column [1-9][0-9]*: .+|unsupported encoding .+|"
+        "nothing to convert \\(no triangles, polylist, polygons or lines"
+        "(; it has (tristrips|trifans|linestrips|skins|morphs)(, (trifans|linestrips|skins|morphs))*)?\\)|"
+        "nothing to convert \\(its primitives are left out by -sy or -sl\\)|nested deeper than 1000 levels|"
+        "counts far beyond their lists \\(more than 1000000 triangles missing\\)|"
+        "output larger than the limit of [1-9][0-9]* bytes|too many entries \\(a list would reach 2\\^31\\)|"
+        "out of memory|cannot write .+: .+|refused: .+ would overwrite the input|"
+        "refused: .+ is an existing \\.dae file|"
+        "refused: .+ is a symbolic link in a sticky directory, owned by someone else");
+    const std::string head = "morvane: " + input + ": ";
+    if (!err.starts_with(head) || !err.ends_with("\n") || err.find('\n') != err.size() - 1) {
+        return "not one line about " + input + ": " + err;
+    }
+    const std::string reason = err.substr(head.size(), err.size() - head.size() - 1);
+    return std::regex_match(reason, reasons) ? "" : "an unknown reason: " + reason;
 }
 
 }  // namespace morvane::test

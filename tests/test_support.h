@@ -51,6 +51,40 @@ struct RunResult {
 RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<std::string>& args,
                      const std::string& input = "");
 
+// A run of the built morvane with more control than RunMorvane gives.
+struct Launch {
+    std::filesystem::path Directory;
+    std::vector<std::string> Args;
+    std::string Input;
+    // Standard output; -1 captures it.
+    int Stdout = -1;
+    // Runs the program as this user and group when both are set (needs root).
+    int User = -1;
+    int Group = -1;
+    // The largest file the program may write, with SIGXFSZ ignored so that a
+    // write beyond fails like one on a full disk; 0 for no limit.
+    long FileSizeLimit = 0;
+    // Called once the program runs, with its process id.
+    std::function<void(int)> WhileRunning;
+    // After this the program is killed and the run counts as hung.
+    int TimeoutSeconds = 300;
+};
+struct Ending {
+    // The exit status, or -1 when a signal ended the program.
+    int exitCode = -1;
+    // The signal that ended it, or 0.
+    int signal = 0;
+    bool hung = false;
+    std::string out;
+    std::string err;
+};
+// Starts the program with the signals that end a conversion at their
+// default actions, whatever the test runner's are.
+Ending Execute(const Launch& launch);
+
+// The entries of `directory` whose names begin with '.'.
+std::vector<std::string> HiddenEntries(const std::filesystem::path& directory);
+
 // An HTTP server on the loopback interface that answers a fixed set of
 // paths with fixed responses (anything else: 404) until the object goes.
 class LocalHttpServer {
@@ -78,5 +112,11 @@ std::string HttpOk(const std::string& body);
 
 // Empty when `text` is well-formed XML to expat; otherwise the error and its line.
 std::string XmlErrors(const std::string& text);
+
+// Empty when standard error holds what a conversion of `input` must leave
+// there: nothing when it wrote its output, otherwise exactly one line
+// "morvane: INPUT: REASON" with a reason of the known kinds. Otherwise says
+// what is wrong.
+std::string DiagnosticProblem(const std::string& err, const std::string& input, bool written);
 
 }  // namespace morvane::test

@@ -1,17 +1,59 @@
 #include "document/output_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cassert>
 #include <cerrno>
+#include <charconv>
 #include <climits>
-#include <cstdlib>
+#include <csignal>
+#include <cstring>
+#include <string_view>
 #include <vector>
+
+#include "events/xml_reader.h"
 
 namespace morvane {
 
 namespace {
+
+// Large pieces keep the system calls few for large meshes.
+constexpr std::size_t kStreamBuffer = 1 << 16;
+// As the kernel gives up on a path.
+constexpr int kMostLinks = 40;
+
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
+
+// The temporary file being written, if any, for the signal handler. A heap
+// string, so that paths of any length work; published only while whole.
+std::atomic<char*> pendingTemporary{nullptr};
+static_assert(std::atomic<char*>::is_always_lock_free, "the signal handler reads it");
+
+extern "C" void RemoveTemporaryAndEnd(int signal) {
+    if (char* path = pendingTemporary.exchange(nullptr)) unlink(path);
+    // SA_RESETHAND has restored the default action: the signal, blocked
+    // while this runs, ends the program as soon as the handler returns.
+    raise(signal);
+}
+
+// Keeps the ending signals waiting while the temporary file changes hands.
+class SignalsHeld {
+public:
+    SignalsHeld() {
+        sigset_t set;
+        sigemptyset(&set);
+        for (int signal : kEndingSignals) sigaddset(&set, signal);
+        sigprocmask(SIG_BLOCK, &set, &previous_);
+    }
+    ~SignalsHeld() { sigprocmask(SIG_SETMASK, &previous_, nullptr); }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+    sigset_t previous_;
+};
 
 std::string DirectoryOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
@@ -20,25 +62,70 @@ std::string DirectoryOf(const std::string& path) {
     return path.substr(0, slash);
 }
 
-std::string BaseOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
+std::string Join(const std::string& directory, const std::string& name) {
+    if (directory.empty()) return name;
+    if (directory == "/") return "/" + name;
+    return directory + "/" + name;
 }
 
-// The file that a symbolic link finally points to; the name itself when it
-// is no link. A dangling link yields its target, which is then created.
-std::string FollowLinks(const std::string& path) {
-    std::string current = path;
-    for (int hops = 0; hops < 40; ++hops) {
-        struct stat status {};
-        if (lstat(current.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) return current;
-        std::vector<char> buffer(static_cast<std::size_t>(status.st_size > 0 ? status.st_size : PATH_MAX) + 1);
-        const ssize_t length = readlink(current.c_str(), buffer.data(), buffer.size() - 1);
-        if (length < 0) return current;
-        std::string target(buffer.data(), static_cast<std::size_t>(length));
-        current = (!target.empty() && target[0] == '/') ? target : DirectoryOf(current) + "/" + target;
+// The parent of a path that holds no symbolic link, found from its text.
+std::string ParentOf(const std::string& path) {
+    if (path.empty()) return "..";
+    if (path == "/") return path;
+    if (path == ".." || path.ends_with("/..")) return path + "/..";
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return "";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Pushes the components of `path` so that the first is popped first;
+// empty ones and "." are left out.
+void PushComponents(std::string_view path, std::vector<std::string>& pending) {
+    std::vector<std::string> parts;
+    for (std::size_t at = 0; at <= path.size();) {
+        std::size_t end = path.find('/', at);
+        if (end == std::string_view::npos) end = path.size();
+        const std::string_view part = path.substr(at, end - at);
+        if (!part.empty() && part != ".") parts.emplace_back(part);
+        at = end + 1;
     }
-    return current;
+    pending.insert(pending.end(), parts.rbegin(), parts.rend());
+}
+
+// The descriptor that a name of an open descriptor stands for; -1 for any
+// other name.
+int DescriptorOfName(const std::string& name) {
+    if (name == "/dev/stdout") return 1;
+    if (name == "/dev/stderr") return 2;
+    for (std::string_view prefix : {std::string_view("/dev/fd/"), std::string_view("/proc/self/fd/")}) {
+        if (!name.starts_with(prefix) || name.size() == prefix.size()) continue;
+        int descriptor = -1;
+        const char* end = name.data() + name.size();
+        const auto [stop, error] = std::from_chars(name.data() + prefix.size(), end, descriptor);
+        if (error == std::errc() && stop == end) return descriptor;
+    }
+    return -1;
+}
+
+// The kernel's rule for protected symbolic links.
+bool MayFollow(const std::string& directory, const struct stat& link) {
+    struct stat status {};
+    if (stat(directory.empty() ? "." : directory.c_str(), &status) != 0) return true;
+    const bool sharedSticky = (status.st_mode & S_ISVTX) != 0 && (status.st_mode & S_IWOTH) != 0;
+    return !sharedSticky || link.st_uid == geteuid() || link.st_uid == status.st_uid;
+}
+
+bool ReadLink(const std::string& path, off_t sizeHint, std::string& target) {
+    std::vector<char> buffer(static_cast<std::size_t>(sizeHint > 0 ? sizeHint : PATH_MAX) + 1);
+    for (;;) {
+        const ssize_t length = readlink(path.c_str(), buffer.data(), buffer.size());
+        if (length < 0) return false;
+        if (static_cast<std::size_t>(length) < buffer.size()) {
+            target.assign(buffer.data(), static_cast<std::size_t>(length));
+            return true;
+        }
+        buffer.resize(buffer.size() * 2);  // the link grew meanwhile
+    }
 }
 
 mode_t CreationMode() {
@@ -53,103 +140,268 @@ mode_t CreationMode() {
 
 }  // namespace
 
+void ThrowIfWriteFailed(std::FILE* stream) {
+    if (std::ferror(stream)) throw WriteFailed();
+}
+
+std::string CannotWrite(const std::string& name, int error) {
+    return "cannot write " + name + ": " + std::strerror(error);
+}
+
+OutputTarget FindOutputTarget(const std::string& name) {
+    OutputTarget target;
+    auto refuse = [&](int error) {
+        target.Refusal = CannotWrite(name, error);
+        return target;
+    };
+    if (const int descriptor = DescriptorOfName(name); descriptor >= 0) {
+        // Written through as it is: never reopened, never truncated.
+        const int flags = fcntl(descriptor, F_GETFL);
+        if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY) return refuse(EBADF);
+        if (fstat(descriptor, &target.Status) != 0) return refuse(errno);
+        target.Path = name;
+        target.Descriptor = descriptor;
+        target.Exists = true;
+        return target;
+    }
+    if (name.empty()) return refuse(ENOENT);
+    if (name.back() == '/') return refuse(EISDIR);
+
+    // Walks the name one component at a time, so that a link anywhere in
+    // it is seen, and what is resolved so far never holds a link.
+    std::string resolved = name[0] == '/' ? "/" : "";
+    std::vector<std::string> pending;
+    PushComponents(name, pending);
+    int links = 0;
+    while (!pending.empty()) {
+        const std::string part = std::move(pending.back());
+        pending.pop_back();
+        if (part == "..") {
+            resolved = ParentOf(resolved);
+            continue;
+        }
+        const std::string path = Join(resolved, part);
+        struct stat status {};
+        if (lstat(path.c_str(), &status) != 0) {
+            if (errno == ENOENT && pending.empty()) {
+                resolved = path;  // a new file
+                break;
+            }
+            return refuse(errno);
+        }
+        if (!S_ISLNK(status.st_mode)) {
+            resolved = path;
+            continue;
+        }
+        if (++links > kMostLinks) return refuse(ELOOP);
+        if (!MayFollow(resolved, status)) {
+            target.Refusal = "refused: " + path + " is a symbolic link in a sticky directory, owned by someone else";
+            return target;
+        }
+        std::string link;
+        if (!ReadLink(path, status.st_size, link)) return refuse(errno);
+        if (link.empty()) return refuse(ENOENT);
+        if (link[0] == '/') resolved = "/";
+        PushComponents(link, pending);
+    }
+    target.Path = resolved.empty() ? "." : resolved;
+    target.ThroughLink = links > 0;
+    target.Exists = lstat(target.Path.c_str(), &target.Status) == 0;
+    return target;
+}
+
+int WriteAccessError(const OutputTarget& target) {
+    if (target.Descriptor >= 0) return 0;
+    if (target.Exists) {
+        if (S_ISDIR(target.Status.st_mode)) return EISDIR;
+        if (faccessat(AT_FDCWD, target.Path.c_str(), W_OK, AT_EACCESS) != 0) return errno;
+        // A FIFO or a device is written in place; its directory does not matter.
+        if (!S_ISREG(target.Status.st_mode)) return 0;
+    }
+    const std::string directory = DirectoryOf(target.Path);
+    struct stat status {};
+    if (stat(directory.c_str(), &status) != 0) return errno;
+    if (!S_ISDIR(status.st_mode)) return ENOTDIR;
+    if (faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) return errno;
+    return 0;
+}
+
+void RemoveTemporaryFileOnSignals() {
+    struct sigaction action {};
+    action.sa_handler = &RemoveTemporaryAndEnd;
+    action.sa_flags = SA_RESETHAND;
+    sigemptyset(&action.sa_mask);
+    for (int signal : kEndingSignals) sigaddset(&action.sa_mask, signal);
+    for (int signal : kEndingSignals) {
+        struct sigaction current {};
+        // nohup and background jobs ignore some of them on purpose.
+        if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler == SIG_IGN) continue;
+        sigaction(signal, &action, nullptr);
+    }
+}
+
 OutputStream::~OutputStream() { Abandon(); }
 
-bool OutputStream::Open(const std::string& target) {
+void OutputStream::ForgetFailures() {
+    openFailure_.clear();
+    error_ = 0;
+    overLimit_ = false;
+    delivered_ = 0;
+}
+
+bool OutputStream::Open(const std::string& name) {
     Abandon();
-    if (target.empty()) return false;
-    const std::string real = FollowLinks(target);
-    struct stat status {};
-    const bool exists = stat(real.c_str(), &status) == 0;
-    if (exists && S_ISDIR(status.st_mode)) return false;
-
-    if (exists && !S_ISREG(status.st_mode)) {
-        // A FIFO or a device has no directory entry worth protecting.
-        file_ = std::fopen(real.c_str(), "w");
-        target_ = real;
-        temporary_.clear();
-        return file_ != nullptr;
-    }
-
-    std::string pattern = DirectoryOf(real) + "/." + BaseOf(real) + ".part-XXXXXX";
-    const int descriptor = mkstemp(pattern.data());
-    if (descriptor < 0) return false;
-    fchmod(descriptor, exists ? (status.st_mode & 07777) : CreationMode());
-    file_ = fdopen(descriptor, "w");
-    if (file_ == nullptr) {
-        close(descriptor);
-        unlink(pattern.c_str());
+    ForgetFailures();
+    name_ = name;
+    const OutputTarget target = FindOutputTarget(name);
+    auto fail = [&](std::string reason) {
+        openFailure_ = std::move(reason);
         return false;
+    };
+    if (!target.Refusal.empty()) return fail(target.Refusal);
+    target_ = target.Path;
+
+    int descriptor = -1;
+    if (target.Descriptor >= 0) {
+        descriptor = fcntl(target.Descriptor, F_DUPFD_CLOEXEC, 3);
+    } else if (target.Exists && S_ISDIR(target.Status.st_mode)) {
+        return fail(CannotWrite(name, EISDIR));
+    } else if (target.Exists && !S_ISREG(target.Status.st_mode)) {
+        // A FIFO or a device has no directory entry worth protecting.
+        descriptor = open(target_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    } else {
+        // A short name of fixed length, so that any name the file system
+        // takes for the target works.
+        const std::string pattern = DirectoryOf(target_) + "/.morvane-XXXXXX";
+        auto path = std::make_unique<char[]>(pattern.size() + 1);
+        std::memcpy(path.get(), pattern.c_str(), pattern.size() + 1);
+        const SignalsHeld held;
+        descriptor = mkostemp(path.get(), O_CLOEXEC);
+        if (descriptor >= 0) {
+            // The signal handler knows of one temporary file at a time.
+            assert(pendingTemporary.load() == nullptr);
+            pendingTemporary.store(path.release());
+            temporary_ = true;
+            replacing_ = target.Exists;
+            if (replacing_) {
+                // The owner first: a change of owner clears the set-id bits.
+                // Who may not give the file away may still keep its group.
+                const struct stat& earlier = target.Status;
+                if (fchown(descriptor, earlier.st_uid, earlier.st_gid) != 0) {
+                    [[maybe_unused]] const int kept = fchown(descriptor, static_cast<uid_t>(-1), earlier.st_gid);
+                }
+                fchmod(descriptor, target.Status.st_mode & 07777);
+            } else {
+                fchmod(descriptor, CreationMode());
+            }
+        }
     }
-    target_ = real;
-    temporary_ = pattern;
-    return true;
+    if (descriptor < 0) return fail(CannotWrite(name, errno));
+    return Attach(descriptor);
 }
 
 bool OutputStream::OpenInMemory() {
     Abandon();
+    ForgetFailures();
     text_.clear();
-    file_ = open_memstream(&memory_, &memorySize_);
-    inMemory_ = file_ != nullptr;
-    return inMemory_;
+    inMemory_ = true;
+    return Attach(-1);
+}
+
+bool OutputStream::Attach(int descriptor) {
+    descriptor_ = descriptor;
+    cookie_io_functions_t functions{};
+    functions.write = &OutputStream::Deliver;
+    file_ = fopencookie(this, "w", functions);
+    if (file_ == nullptr) {
+        error_ = ENOMEM;
+        Finish(false, false);
+        return false;
+    }
+    if (!buffer_) buffer_ = std::make_unique<char[]>(kStreamBuffer);
+    setvbuf(file_, buffer_.get(), _IOFBF, kStreamBuffer);
+    return true;
+}
+
+// Runs inside the C library: records a failure and reports it by a short
+// count, never by an exception.
+ssize_t OutputStream::Deliver(void* cookie, const char* data, std::size_t size) {
+    auto* self = static_cast<OutputStream*>(cookie);
+    if (self->Failed()) return 0;
+    if (size > self->limit_ - self->delivered_) {
+        self->overLimit_ = true;
+        return 0;
+    }
+    if (self->inMemory_) {
+        try {
+            self->text_.append(data, size);
+        } catch (...) {
+            self->error_ = ENOMEM;
+            return 0;
+        }
+    } else {
+        for (std::size_t done = 0; done < size;) {
+            const ssize_t wrote = write(self->descriptor_, data + done, size - done);
+            if (wrote < 0 && errno == EINTR) continue;
+            if (wrote <= 0) {
+                self->error_ = wrote < 0 ? errno : EIO;
+                return 0;
+            }
+            done += static_cast<std::size_t>(wrote);
+        }
+    }
+    self->delivered_ += size;
+    return static_cast<ssize_t>(size);
 }
 
 bool OutputStream::Close() {
     if (file_ == nullptr) return false;
     bool good = std::fflush(file_) == 0 && !std::ferror(file_);
-    good = (std::fclose(file_) == 0) && good;
+    std::fclose(file_);
     file_ = nullptr;
-    if (inMemory_) {
-        if (good) text_.assign(memory_, memorySize_);
-        ReleaseMemory();
-        return good;
+    // Before the rename, so that no crash can leave an empty file where an
+    // earlier one was.
+    if (good && temporary_ && replacing_ && fsync(descriptor_) != 0) {
+        error_ = errno;
+        good = false;
     }
-    if (!temporary_.empty()) {
-        if (good) good = std::rename(temporary_.c_str(), target_.c_str()) == 0;
-        if (!good) unlink(temporary_.c_str());
-        temporary_.clear();
-    }
-    return good;
+    if (!good && !Failed()) error_ = EIO;
+    return Finish(good, good);
 }
 
 void OutputStream::Abandon() {
     if (file_ == nullptr) return;
     std::fclose(file_);
     file_ = nullptr;
-    if (inMemory_) {
-        ReleaseMemory();
-        return;
-    }
-    if (!temporary_.empty()) unlink(temporary_.c_str());
-    temporary_.clear();
+    Finish(false, false);
 }
 
-void OutputStream::ReleaseMemory() {
-    std::free(memory_);
-    memory_ = nullptr;
-    memorySize_ = 0;
+bool OutputStream::Finish(bool good, bool keep) {
+    if (descriptor_ >= 0 && close(descriptor_) != 0 && good) {
+        error_ = errno;
+        good = keep = false;
+    }
+    descriptor_ = -1;
+    if (inMemory_ && !keep) text_.clear();
     inMemory_ = false;
-}
-
-bool CanWriteOutput(const std::string& target) {
-    if (target.empty()) return false;
-    const std::string real = FollowLinks(target);
-    struct stat status {};
-    if (stat(real.c_str(), &status) == 0) {
-        if (S_ISDIR(status.st_mode)) return false;
-        if (!S_ISREG(status.st_mode)) return access(real.c_str(), W_OK) == 0;
+    if (temporary_) {
+        const SignalsHeld held;
+        std::unique_ptr<char[]> path(pendingTemporary.exchange(nullptr));
+        if (keep && std::rename(path.get(), target_.c_str()) != 0) {
+            error_ = errno;
+            good = keep = false;
+        }
+        if (!keep) unlink(path.get());
+        temporary_ = false;
     }
-    const std::string directory = DirectoryOf(real);
-    struct stat directoryStatus {};
-    return stat(directory.c_str(), &directoryStatus) == 0 && S_ISDIR(directoryStatus.st_mode) &&
-           access(directory.c_str(), W_OK | X_OK) == 0;
+    return good;
 }
 
-bool IsSameFile(const std::string& a, const std::string& b) {
-    struct stat first {};
-    struct stat second {};
-    if (stat(a.c_str(), &first) != 0 || stat(b.c_str(), &second) != 0) return false;
-    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+std::string OutputStream::Failure() const {
+    if (!openFailure_.empty()) return openFailure_;
+    if (overLimit_) return "output larger than the limit of " + std::to_string(limit_) + " bytes";
+    if (error_ == ENOMEM) return kOutOfMemory;
+    return CannotWrite(name_, error_ != 0 ? error_ : EIO);
 }
 
 }  // namespace morvane

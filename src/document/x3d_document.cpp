@@ -1,6 +1,9 @@
 // The frame of the X3D file: header, world info, background, the scene
 // tree, the first animation, viewpoints and navigation, closing tags.
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 
 #include "animation/animation_node.h"
 #include "events/central_object.h"
@@ -9,6 +12,15 @@
 namespace morvane {
 
 namespace {
+
+// Like an amplification limit of a parser: the output may be 100 times as
+// large as the document, and never need be smaller than 64 MiB.
+std::uint64_t OutputLimit(std::uint64_t inputBytes) {
+    constexpr std::uint64_t kFloor = std::uint64_t{64} << 20;
+    constexpr std::uint64_t kFactor = 100;
+    constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
+    return inputBytes > kMost / kFactor ? kMost : std::max(kFloor, kFactor * inputBytes);
+}
 
 const std::string& HandlerText(const ColladaReader& reader, const char* name) {
     static const std::string kNone;
@@ -26,17 +38,23 @@ void X3dConverter::WriteIndentedNode(X3dNode& node, int indent) {
 void X3dConverter::Write() {
     OutputFile.Abandon();
     libraryIndex_.reset();
-    // A document without a mesh gives no file at all.
+    // A document without a mesh gives no file at all; the driver tells why.
     if (!MeshLibrary || MeshLibrary->Children.empty()) return;
-    if (OpenOutput(OutputFileName) != kResultOk) return;
+    OutputFile.SetLimit(OutputLimit(InputBytes));
+    if (OpenOutput(OutputFileName) != kResultOk) throw UnreadableDocument(OutputFile.Failure());
+    // A document refused half way leaves any earlier file as it was.
     try {
         WriteDocument();
+    } catch (const WriteFailed&) {
+        const std::string reason = OutputFile.Failure();
+        OutputFile.Abandon();
+        throw UnreadableDocument(reason);
     } catch (...) {
-        // A document refused half way leaves any earlier file as it was.
         OutputFile.Abandon();
         throw;
     }
-    OutputFile.Close();
+    if (!OutputFile.Close()) throw UnreadableDocument(OutputFile.Failure());
+    OutputWritten = true;
 }
 
 void X3dConverter::WriteDocument() {

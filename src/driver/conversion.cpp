@@ -1,12 +1,15 @@
 #include "driver/conversion.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <memory>
 
+#include "document/output_file.h"
 #include "driver/command_line.h"
 #include "events/central_object.h"
 
@@ -21,11 +24,6 @@ bool IsDirectory(const std::string& name) {
     return !name.empty() && stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-bool IsExisting(const std::string& name) {
-    struct stat status {};
-    return stat(name.c_str(), &status) == 0;
-}
-
 bool EndsWithDaeAnyCase(const std::string& name) {
     if (name.size() < 4) return false;
     std::string tail = name.substr(name.size() - 4);
@@ -38,20 +36,51 @@ std::string LastComponent(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-// Says why a conversion is refused, or returns false when it may go on.
-bool RefuseOutput(const std::string& input, const std::string& output, bool explicitName,
-                  const ConsoleStreams& console) {
-    if (!IsUrl(input) && IsSameFile(input, output)) {
-        std::fprintf(console.err, "morvane: %s: not converted, the output would overwrite the input\n",
-                     input.c_str());
-        return true;
+// The local file that an input names, a path or a file:// URL; empty for a
+// download.
+std::string LocalPathOf(const std::string& input) {
+    if (input.starts_with("file://")) return FileUrlPath(input);
+    return IsUrl(input) ? std::string() : input;
+}
+
+// Whether the target is the input itself, under whatever name.
+bool IsTheInput(const std::string& input, const OutputTarget& target) {
+    const std::string path = LocalPathOf(input);
+    struct stat status {};
+    if (path.empty() || !target.Exists || stat(path.c_str(), &status) != 0) return false;
+    return status.st_dev == target.Status.st_dev && status.st_ino == target.Status.st_ino;
+}
+
+// Why the output of `input` may not go to `output`, as the user is told;
+// empty when it may. Found out before anything else happens for the input.
+std::string RefuseOutput(const std::string& input, const std::string& output) {
+    const OutputTarget target = FindOutputTarget(output);
+    if (!target.Refusal.empty()) return target.Refusal;
+    if (IsTheInput(input, target)) return "refused: " + output + " would overwrite the input";
+    // The name of the file itself, which a link in between may hide.
+    const std::string& file = target.ThroughLink ? target.Path : output;
+    if (target.Descriptor < 0 && target.Exists && !S_ISDIR(target.Status.st_mode) && EndsWithDaeAnyCase(file)) {
+        return "refused: " + file + " is an existing .dae file";
     }
-    if (explicitName && EndsWithDaeAnyCase(output) && IsExisting(output)) {
-        std::fprintf(console.err, "morvane: %s: not converted, the output %s is an existing .dae file\n",
-                     input.c_str(), output.c_str());
-        return true;
+    if (const int error = WriteAccessError(target); error != 0) return CannotWrite(output, error);
+    return {};
+}
+
+// Why a document that was read to its end gave no output.
+std::string NothingToConvert(const SeenKinds& seen) {
+    if (seen.MeshPrimitive) return "nothing to convert (its primitives are left out by -sy or -sl)";
+    std::string unread;
+    for (std::size_t k = 0; k < std::size(kUnreadKinds); ++k) {
+        if ((seen.Unread & (1u << k)) == 0) continue;
+        if (!unread.empty()) unread += ", ";
+        unread += kUnreadKinds[k].Plural;
     }
-    return false;
+    if (unread.empty()) return "nothing to convert (no triangles, polylist, polygons or lines)";
+    return "nothing to convert (no triangles, polylist, polygons or lines; it has " + unread + ")";
+}
+
+void Report(const ConsoleStreams& console, const std::string& input, const std::string& reason) {
+    std::fprintf(console.err, "morvane: %s: %s\n", input.c_str(), reason.c_str());
 }
 
 // Writes its document into memory, whatever the output's name.
@@ -68,16 +97,24 @@ void TraceError(const char*, ResultCode) {}
 
 std::uint64_t FileSize(const std::string& name) {
     if (IsUrl(name)) return 0;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "r"), &std::fclose);
-    if (!file) return 0;
+    // Looked at, not opened: opening a FIFO would wait for a writer.
     struct stat status {};
-    if (fstat(fileno(file.get()), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+    if (stat(name.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+    if (faccessat(AT_FDCWD, name.c_str(), R_OK, AT_EACCESS) != 0) return 0;
     return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::string FileUrlPath(const std::string& url) {
+    std::string path = url.substr(std::string_view("file://").size());
+    if (path.starts_with("localhost/")) path.erase(0, std::string_view("localhost").size());
+    return path;
 }
 
 std::string DeriveOutputName(const std::string& input, const std::string& extension) {
     std::string name = input;
-    if (name.starts_with("http")) {
+    if (input.starts_with("file://")) {
+        name = FileUrlPath(input);
+    } else if (name.starts_with("http")) {
         if (std::size_t back = name.rfind('\\'); back != std::string::npos) name.erase(0, back + 1);
         if (std::size_t slash = name.rfind('/'); slash != std::string::npos) name.erase(0, slash + 1);
     }
@@ -143,14 +180,15 @@ std::vector<std::string> FindMatchingFiles(const std::string& pattern) {
 }
 
 int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& input,
-                const std::string& extension, const std::string& output, bool warnOnLargeFile,
+                const std::string& extension, const std::string& output, bool warnOnLargeFile, bool batchMatch,
                 const ConsoleStreams& console) {
     const std::string outputName = ResolveOutputName(input, extension, output);
-    const bool explicitName = !output.empty() && !IsDirectory(output);
-    if (RefuseOutput(input, outputName, explicitName, console)) return 0;
-    // A target that can never be written is found out before the parse, so
-    // that no work and no progress mark is spent on it.
-    if (!CanWriteOutput(outputName)) return 0;
+    // A target that can never be written, or must not be, is found out
+    // before the prompt and the parse, so that no work is spent on it.
+    if (const std::string refusal = RefuseOutput(input, outputName); !refusal.empty()) {
+        Report(console, input, refusal);
+        return 0;
+    }
 
     if (warnOnLargeFile && converter.SmoothMeshes && FileSize(input) > kLargeFileBytes) {
         std::fputs("This file may take a long time to smooth & optimize.\nAre you sure you want to do this? (y/n):",
@@ -161,13 +199,18 @@ int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& 
     }
 
     converter.OutputFileName = outputName;
-    const ResultCode result = reader.ParseUrl(input);
+    const ResultCode result = reader.ParseUrl(input, batchMatch);
     if (result == kResultParseAborted) {
         std::fprintf(console.out, "\nParse\tresult code: %08x\n\n", result);
     } else if (result != kResultOk) {
         TraceError("\nError %08lx\n\n", result);
     }
     std::fflush(console.out);
+    if (result != kResultOk) {
+        Report(console, input, reader.FailureReason());
+    } else if (!converter.OutputWritten) {
+        Report(console, input, NothingToConvert(converter.Seen));
+    }
     return 0;
 }
 
@@ -189,6 +232,7 @@ int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& con
         PrintUsage(console.out);
         return 0;
     }
+    RemoveTemporaryFileOnSignals();
     auto converter = std::make_unique<X3dConverter>();
     XmlReader reader;
     ResultCode result = reader.PutContentHandler(converter.get());
@@ -214,10 +258,11 @@ int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& con
         // One output name cannot serve a whole batch; a directory can.
         const std::string batchOutput = IsDirectory(outputName) ? outputName : std::string();
         for (const std::string& match : matches) {
-            ConvertFile(*converter, reader, match, kOutputExtension, batchOutput, line.WarnOnLargeFile, console);
+            ConvertFile(*converter, reader, match, kOutputExtension, batchOutput, line.WarnOnLargeFile, true, console);
         }
     } else {
-        ConvertFile(*converter, reader, inputName, kOutputExtension, outputName, line.WarnOnLargeFile, console);
+        ConvertFile(*converter, reader, inputName, kOutputExtension, outputName, line.WarnOnLargeFile, false,
+                    console);
     }
 
     result = reader.PutContentHandler(nullptr);

@@ -23,10 +23,14 @@ void TraceError(const char* format, ResultCode code);
 // The size of a readable regular file; 0 for anything else, URLs included.
 std::uint64_t FileSize(const std::string& name);
 
-// The output name derived from the input: a URL's last path component, in
-// the working directory; a file's full path, beside it. The first ".dae"
-// from the second character on becomes the extension; without one, the
-// extension is appended.
+// The path of a file:// URL: what follows "file://", less a host part
+// "localhost".
+std::string FileUrlPath(const std::string& url);
+
+// The output name derived from the input: an http(s) URL's last path
+// component, in the working directory; a file's full path or a file:// URL's
+// path, beside it. The first ".dae" from the second character on becomes the
+// extension; without one, the extension is appended.
 std::string DeriveOutputName(const std::string& input, const std::string& extension);
 
 // The name to write: `output` itself, or when it names an existing
@@ -48,9 +52,11 @@ struct ConsoleStreams {
     std::FILE* err = stderr;
 };
 
-// Converts one input. Always 0: a failed parse shows in no result.
+// Converts one input. Always 0: a failed parse shows in no result. An
+// input that gives no output file gets one line on standard error, saying
+// why. A `batchMatch` that is not a regular file is not opened.
 int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& input,
-                const std::string& extension, const std::string& output, bool warnOnLargeFile,
+                const std::string& extension, const std::string& output, bool warnOnLargeFile, bool batchMatch,
                 const ConsoleStreams& console = {});
 
 // Converts a document held in memory, with options as on the command line

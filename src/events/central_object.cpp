@@ -12,6 +12,7 @@ ResultCode TagDispatcher::startElement(std::string_view localName, const Attribu
     startName_.assign(NarrowView(localName, scratch_));
     TagHandler* handler = byName_.Find(startName_);
     if (handler != nullptr && handler->Start(startName_, attributes)) CurrentHandler = handler;
+    Seen.Note(startName_);
     return kResultOk;
 }
 
@@ -113,6 +114,10 @@ void ColladaReader::ClearDocument() {
     SceneRoot.reset();
     LibraryRoot.reset();
     DocumentNodes.clear();
+    Seen = {};
+    InputBytes = 0;
+    MissingTriangles = 0;
+    OutputWritten = false;
 }
 
 }  // namespace morvane

@@ -18,6 +18,7 @@
 #include "appearance/appearance_node.h"
 #include "document/output_file.h"
 #include "events/name_index.h"
+#include "events/element_kinds.h"
 #include "events/tag_handler.h"
 #include "events/xml_reader.h"
 #include "geometry/source_arrays.h"
@@ -64,6 +65,8 @@ public:
     // In registration order.
     std::vector<std::unique_ptr<TagHandler>> Handlers;
     TagHandler* CurrentHandler = nullptr;
+    // Element kinds of the document that tell why it gave no output.
+    SeenKinds Seen;
 
     void AddHandler(std::unique_ptr<TagHandler> handler);
 
@@ -88,6 +91,7 @@ public:
     // handler starts anew, and only the options carry over.
     ResultCode startDocument() override;
     ResultCode endDocument() override;
+    void documentBytes(std::uint64_t bytes) override { InputBytes = bytes; }
 
     // Sets the per-document scalars back to their start values.
     virtual void Reset();
@@ -161,6 +165,12 @@ public:
     bool ToolIsMaxOrMaya = false;
     bool ToolIsSketchUp = false;
     bool UpAxisIsZ = false;
+    // The size of the document, which bounds the size of its output.
+    std::uint64_t InputBytes = 0;
+    // Triangles that count attributes promise beyond their p lists, summed.
+    std::int64_t MissingTriangles = 0;
+    // Whether the output file was written whole.
+    bool OutputWritten = false;
 
     // Owner of the shapes, viewpoints, lights and animations of a document,
     // which the lists and the scene tree only point to.

@@ -2,14 +2,18 @@
 
 #include <curl/curl.h>
 #include <expat.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <stdexcept>
 
 namespace morvane {
 
@@ -70,8 +74,12 @@ bool EqualsIgnoringCase(const XML_Char* a, const char* b) {
     return *a == 0 && *b == 0;
 }
 
-int XMLCALL UnknownEncoding(void*, const XML_Char* name, XML_Encoding* info) {
-    if (!EqualsIgnoringCase(name, "windows-1252")) return XML_STATUS_ERROR;
+// Keeps the name of an encoding that is refused, for the diagnostic.
+int XMLCALL UnknownEncoding(void* refusedName, const XML_Char* name, XML_Encoding* info) {
+    if (!EqualsIgnoringCase(name, "windows-1252")) {
+        *static_cast<std::string*>(refusedName) = name;
+        return XML_STATUS_ERROR;
+    }
     for (int byte = 0; byte < 256; ++byte) {
         info->map[byte] = (byte >= 0x80 && byte < 0xA0) ? kWindows1252High[byte - 0x80] : byte;
     }
@@ -81,9 +89,12 @@ int XMLCALL UnknownEncoding(void*, const XML_Char* name, XML_Encoding* info) {
     return XML_STATUS_OK;
 }
 
+std::string SystemError(const char* what, int error) { return std::string(what) + ": " + std::strerror(error); }
+
 // One parse: an expat parser bound to a content handler. Whatever a
-// callback throws stops the parse and becomes its result code, so that no
-// exception ever crosses expat's C frames.
+// callback throws stops the parse and becomes its result code and reason,
+// so that no exception ever crosses expat's C frames. Once the parse has
+// failed no handler runs again, although expat may still call back.
 class ParseSession {
 public:
     explicit ParseSession(SaxContentHandler* handler) : handler_(handler) {
@@ -92,7 +103,7 @@ public:
         XML_SetUserData(parser_, this);
         XML_SetElementHandler(parser_, &ParseSession::OnStart, &ParseSession::OnEnd);
         XML_SetCharacterDataHandler(parser_, &ParseSession::OnCharacters);
-        XML_SetUnknownEncodingHandler(parser_, &UnknownEncoding, nullptr);
+        XML_SetUnknownEncodingHandler(parser_, &UnknownEncoding, &refusedEncoding_);
     }
     ~ParseSession() { XML_ParserFree(parser_); }
     ParseSession(const ParseSession&) = delete;
@@ -132,17 +143,18 @@ public:
 
     // Reads a file to its end straight into the parser's own buffers.
     // False once the parse has failed or the file could not be read.
-    bool AppendFile(std::FILE* file) {
+    bool AppendFile(int descriptor) {
         while (failure_ == kResultOk) {
             if (!OpenBlock()) return false;
-            const std::size_t got = std::fread(block_ + blockFilled_, 1, blockSize_ - blockFilled_, file);
-            blockFilled_ += got;
-            if (std::ferror(file)) {
-                Fail(kResultFailed);
+            const ssize_t got = read(descriptor, block_ + blockFilled_, blockSize_ - blockFilled_);
+            if (got < 0) {
+                if (errno == EINTR) continue;
+                Fail(kResultFailed, SystemError("cannot read", errno));
                 return false;
             }
-            if (blockFilled_ < blockSize_) return true;  // the end of the file
-            ParseBlock(false);
+            if (got == 0) return true;  // the end of the file
+            blockFilled_ += static_cast<std::size_t>(got);
+            if (blockFilled_ == blockSize_) ParseBlock(false);
         }
         return false;
     }
@@ -155,14 +167,23 @@ public:
                 NoteExpatError();
             }
         }
-        if (failure_ == kResultOk && handler_ != nullptr) Guard([&] { handler_->endDocument(); });
+        if (failure_ == kResultOk && handler_ != nullptr) {
+            Guard([&] {
+                handler_->documentBytes(fed_);
+                handler_->endDocument();
+            });
+        }
         return failure_;
     }
 
-    void Fail(ResultCode code) {
-        if (failure_ == kResultOk) failure_ = code;
+    // The first failure stays: what follows from it says nothing new.
+    void Fail(ResultCode code, std::string reason) {
+        if (failure_ != kResultOk) return;
+        failure_ = code;
+        reason_ = std::move(reason);
     }
     ResultCode Failure() const { return failure_; }
+    std::string& Reason() { return reason_; }
 
 private:
     // A token that spans several blocks is parsed again from its start with
@@ -174,7 +195,7 @@ private:
         blockSize_ = static_cast<std::size_t>(std::clamp<std::uint64_t>(waiting, kReadBlock, kLargestBlock));
         block_ = static_cast<char*>(XML_GetBuffer(parser_, static_cast<int>(blockSize_)));
         blockFilled_ = 0;
-        if (block_ == nullptr) Fail(kResultOutOfMemory);
+        if (block_ == nullptr) Fail(kResultOutOfMemory, kOutOfMemory);
         return block_ != nullptr;
     }
 
@@ -196,51 +217,70 @@ private:
     void Guard(F&& step) {
         try {
             step();
+        } catch (const UnreadableDocument& refusal) {
+            Stop(kResultMalformed + XML_ERROR_ABORTED, refusal.what());
         } catch (const std::bad_alloc&) {
-            Stop(kResultOutOfMemory);
-        } catch (const UnreadableDocument&) {
-            Stop(kResultMalformed + XML_ERROR_ABORTED);
+            Stop(kResultOutOfMemory, kOutOfMemory);
+        } catch (const std::length_error&) {
+            Stop(kResultOutOfMemory, kOutOfMemory);
+        } catch (const std::exception& error) {
+            Stop(kResultFailed, std::string("internal error: ") + error.what());
         } catch (...) {
-            Stop(kResultFailed);
+            Stop(kResultFailed, "internal error");
         }
     }
 
-    void Stop(ResultCode code) {
-        Fail(code);
+    void Stop(ResultCode code, std::string reason) {
+        Fail(code, std::move(reason));
         XML_StopParser(parser_, XML_FALSE);
     }
 
     void NoteExpatError() {
-        // A stop of our own already carries its code.
-        Fail(kResultMalformed + static_cast<ResultCode>(XML_GetErrorCode(parser_)));
+        // A stop of our own already carries its code and reason.
+        const XML_Error error = XML_GetErrorCode(parser_);
+        const ResultCode code = kResultMalformed + static_cast<ResultCode>(error);
+        if (error == XML_ERROR_UNKNOWN_ENCODING && !refusedEncoding_.empty()) {
+            Fail(code, "unsupported encoding " + refusedEncoding_);
+            return;
+        }
+        // expat counts columns from 0.
+        Fail(code, "not well-formed XML at line " + std::to_string(XML_GetCurrentLineNumber(parser_)) + ", column " +
+                       std::to_string(XML_GetCurrentColumnNumber(parser_) + 1) + ": " + XML_ErrorString(error));
+    }
+
+    // The session to call a handler for, or null once the parse has failed.
+    static ParseSession* Live(void* self) {
+        auto* session = static_cast<ParseSession*>(self);
+        if (session->failure_ != kResultOk) return nullptr;
+        session->NoteEvent();
+        return session->handler_ != nullptr ? session : nullptr;
     }
 
     static void XMLCALL OnStart(void* self, const XML_Char* name, const XML_Char** attributes) {
-        auto* session = static_cast<ParseSession*>(self);
-        session->NoteEvent();
-        if (session->handler_ == nullptr) return;
-        session->Guard([&] {
-            session->handler_->startElement(LocalName(name), ExpatAttributes(attributes));
-        });
+        if (ParseSession* session = Live(self)) {
+            session->Guard([&] {
+                session->handler_->startElement(LocalName(name), ExpatAttributes(attributes));
+            });
+        }
     }
 
     static void XMLCALL OnEnd(void* self, const XML_Char* name) {
-        auto* session = static_cast<ParseSession*>(self);
-        session->NoteEvent();
-        if (session->handler_ == nullptr) return;
-        session->Guard([&] { session->handler_->endElement(LocalName(name)); });
+        if (ParseSession* session = Live(self)) {
+            session->Guard([&] { session->handler_->endElement(LocalName(name)); });
+        }
     }
 
     static void XMLCALL OnCharacters(void* self, const XML_Char* text, int length) {
-        auto* session = static_cast<ParseSession*>(self);
-        session->NoteEvent();
-        if (session->handler_ == nullptr) return;
-        session->Guard([&] { session->handler_->characters(text, static_cast<std::size_t>(length)); });
+        if (ParseSession* session = Live(self)) {
+            session->Guard([&] { session->handler_->characters(text, static_cast<std::size_t>(length)); });
+        }
     }
 
     SaxContentHandler* handler_;
     XML_Parser parser_ = nullptr;
     ResultCode failure_ = kResultOk;
+    std::string reason_;
+    std::string refusedEncoding_;
     // The block of the parser's buffer being filled, if any.
     char* block_ = nullptr;
     std::size_t blockSize_ = 0;
@@ -250,8 +290,9 @@ private:
     std::uint64_t lastEvent_ = 0;
 };
 
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+struct DescriptorCloser {
+    int descriptor;
+    ~DescriptorCloser() { close(descriptor); }
 };
 
 struct CurlCleanup {
@@ -263,6 +304,11 @@ std::size_t OnDownloadData(char* data, std::size_t size, std::size_t count, void
     const std::size_t bytes = size * count;
     // Returning less than was given makes libcurl abandon the transfer.
     return session->Append(data, bytes) ? bytes : 0;
+}
+
+ResultCode TakeOutcome(ResultCode result, std::string& reason, std::string& into) {
+    into = result == kResultOk ? std::string() : std::move(reason);
+    return result;
 }
 
 void InitialiseCurlOnce() {
@@ -288,15 +334,17 @@ ResultCode XmlReader::PutContentHandler(SaxContentHandler* handler) {
 
 ResultCode XmlReader::PutErrorHandler(std::nullptr_t) { return kResultOk; }
 
-ResultCode XmlReader::ParseUrl(const std::string& name) {
+ResultCode XmlReader::ParseUrl(const std::string& name, bool regularFileOnly) {
+    failureReason_.clear();
     try {
-        return IsUrl(name) ? ParseDownload(name) : ParseFile(name);
+        return IsUrl(name) ? ParseDownload(name) : ParseFile(name, regularFileOnly);
     } catch (const std::bad_alloc&) {
-        return kResultOutOfMemory;
+        return Refuse(kResultOutOfMemory, kOutOfMemory);
     }
 }
 
 ResultCode XmlReader::ParseBuffer(std::string_view document, std::size_t chunkSize) {
+    failureReason_.clear();
     try {
         ParseSession session(handler_);
         session.Begin();
@@ -305,31 +353,49 @@ ResultCode XmlReader::ParseBuffer(std::string_view document, std::size_t chunkSi
             const std::size_t piece = std::min(chunkSize, document.size() - at);
             if (!session.Feed(document.data() + at, piece)) break;
         }
-        return session.Finish();
+        return TakeOutcome(session.Finish(), session.Reason(), failureReason_);
     } catch (const std::bad_alloc&) {
-        return kResultOutOfMemory;
+        return Refuse(kResultOutOfMemory, kOutOfMemory);
     }
 }
 
-ResultCode XmlReader::ParseFile(const std::string& path) {
-    std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
-    if (!file) return kResultNotFound;
+ResultCode XmlReader::Refuse(ResultCode code, std::string reason) {
+    failureReason_ = std::move(reason);
+    return code;
+}
+
+ResultCode XmlReader::ParseFile(const std::string& path, bool regularFileOnly) {
+    constexpr const char* kNotRegular = "not a regular file";
     struct stat status {};
-    if (fstat(fileno(file.get()), &status) != 0 || S_ISDIR(status.st_mode)) return kResultNotFound;
+    // Opening a FIFO waits for a writer and opening a device may act on it:
+    // a name that was not asked for by itself is looked at first.
+    if (regularFileOnly && stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        return Refuse(kResultNotFound, kNotRegular);
+    }
+    // Without waiting, in case the name changed in between.
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | (regularFileOnly ? O_NONBLOCK : 0));
+    if (descriptor < 0) return Refuse(kResultNotFound, SystemError("cannot open", errno));
+    const DescriptorCloser closer{descriptor};
+    if (fstat(descriptor, &status) != 0) return Refuse(kResultNotFound, SystemError("cannot open", errno));
+    if (regularFileOnly && !S_ISREG(status.st_mode)) return Refuse(kResultNotFound, kNotRegular);
+    if (S_ISDIR(status.st_mode)) return Refuse(kResultNotFound, SystemError("cannot open", EISDIR));
 
     ParseSession session(handler_);
     session.Begin();
-    if (!session.AppendFile(file.get())) return session.Failure();
-    return session.Finish();
+    const ResultCode result = session.AppendFile(descriptor) ? session.Finish() : session.Failure();
+    return TakeOutcome(result, session.Reason(), failureReason_);
 }
 
 ResultCode XmlReader::ParseDownload(const std::string& url) {
     InitialiseCurlOnce();
+    // Before the handle, which may write into it up to its cleanup.
+    char errorText[CURL_ERROR_SIZE] = "";
     std::unique_ptr<CURL, CurlCleanup> curl(curl_easy_init());
-    if (!curl) return kResultFailed;
+    if (!curl) return Refuse(kResultFailed, kOutOfMemory);
 
     ParseSession session(handler_);
     CURL* c = curl.get();
+    curl_easy_setopt(c, CURLOPT_ERRORBUFFER, errorText);
     curl_easy_setopt(c, CURLOPT_URL, url.c_str());
     curl_easy_setopt(c, CURLOPT_PROTOCOLS_STR, "http,https,file");
     // A server may send the client elsewhere, but never into local files.
@@ -347,12 +413,16 @@ ResultCode XmlReader::ParseDownload(const std::string& url) {
 
     session.Begin();
     const CURLcode transfer = curl_easy_perform(c);
-    if (session.Failure() != kResultOk) return session.Failure();
-    if (transfer != CURLE_OK) {
-        session.Fail(transfer == CURLE_FILE_COULDNT_READ_FILE ? kResultNotFound : kResultDownloadFailed);
-        return session.Failure();
+    if (session.Failure() == kResultOk && transfer != CURLE_OK) {
+        long status = 0;
+        if (transfer == CURLE_HTTP_RETURNED_ERROR) curl_easy_getinfo(c, CURLINFO_RESPONSE_CODE, &status);
+        session.Fail(transfer == CURLE_FILE_COULDNT_READ_FILE ? kResultNotFound : kResultDownloadFailed,
+                     status != 0 ? "download failed: HTTP status " + std::to_string(status)
+                                 : std::string("download failed: ") +
+                                       (errorText[0] != 0 ? errorText : curl_easy_strerror(transfer)));
     }
-    return session.Finish();
+    const ResultCode result = session.Failure() == kResultOk ? session.Finish() : session.Failure();
+    return TakeOutcome(result, session.Reason(), failureReason_);
 }
 
 }  // namespace morvane

@@ -23,11 +23,19 @@ inline constexpr ResultCode kResultMalformed = 0xC00CE000;
 inline constexpr ResultCode kResultParseAborted = 0x800400CA;
 
 // Thrown by a content handler that finds the document unreadable: the parse
-// stops and fails like one of a malformed document.
+// stops and fails like one of a malformed document, and the text is the
+// reason the user is told, in a line of its own.
 class UnreadableDocument : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// The reasons for refusing a document that asks for absurd resources.
+inline constexpr const char* kNestedTooDeep = "nested deeper than 1000 levels";
+inline constexpr const char* kCountsFarBeyondLists =
+    "counts far beyond their lists (more than 1000000 triangles missing)";
+inline constexpr const char* kTooManyEntries = "too many entries (a list would reach 2^31)";
+inline constexpr const char* kOutOfMemory = "out of memory";
 
 // The attributes of one start tag, valid only during the startElement call.
 class AttributeList {
@@ -48,6 +56,8 @@ public:
     virtual ResultCode startElement(std::string_view localName, const AttributeList& attributes) = 0;
     virtual ResultCode endElement(std::string_view localName) = 0;
     virtual ResultCode characters(const char* chars, std::size_t count) = 0;
+    // How many bytes the document had, told just before endDocument.
+    virtual void documentBytes(std::uint64_t) {}
 };
 
 // True for the names that are fetched as URLs rather than opened as files.
@@ -66,17 +76,25 @@ public:
     // Parses a local file, or an http://, https:// or file:// URL, streaming
     // it into the parser. Events arrive on this thread before it returns.
     // endDocument is delivered only when the whole document was well formed.
-    ResultCode ParseUrl(const std::string& name);
+    // With `regularFileOnly`, a local name that is not a regular file (a
+    // directory, a FIFO, a device) fails without being opened for reading.
+    ResultCode ParseUrl(const std::string& name, bool regularFileOnly = false);
 
     // Parses a document held in memory, handed to the parser in pieces of
     // at most chunkSize bytes (0: all at once).
     ResultCode ParseBuffer(std::string_view document, std::size_t chunkSize = 0);
 
+    // Why the last parse failed, in the words the user is told; empty when
+    // it succeeded.
+    const std::string& FailureReason() const { return failureReason_; }
+
 private:
-    ResultCode ParseFile(const std::string& path);
+    ResultCode ParseFile(const std::string& path, bool regularFileOnly);
     ResultCode ParseDownload(const std::string& url);
+    ResultCode Refuse(ResultCode code, std::string reason);
 
     SaxContentHandler* handler_ = nullptr;
+    std::string failureReason_;
 };
 
 }  // namespace morvane

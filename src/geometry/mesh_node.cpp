@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <new>
 #include <numeric>
 #include <utility>
+
+#include "events/xml_reader.h"
 
 namespace morvane {
 
@@ -23,7 +24,7 @@ constexpr std::size_t kMaxEntries = 0x7FFFFFFFu;
 constexpr std::size_t kSourcesPerCorner = 8;
 
 void AppendPlain(PointList& target, const std::vector<Corner>& corners, double scale, FaceIndexList& faces) {
-    if (target.size() + corners.size() > kMaxEntries) throw std::bad_alloc();
+    if (target.size() + corners.size() > kMaxEntries) throw UnreadableDocument(kTooManyEntries);
     auto next = static_cast<std::int32_t>(target.size());
     for (const Corner& corner : corners) {
         target.Append(corner.Point, scale);
@@ -70,7 +71,7 @@ void FaceIndexList::StoreIndices() {
 }
 
 void FaceIndexList::CloseFace() {
-    if (count_ > kMaxEntries) throw std::bad_alloc();
+    if (count_ > kMaxEntries) throw UnreadableDocument(kTooManyEntries);
     const std::size_t end = count_;
     if (ends_.empty()) {
         if (faces_ == 0) length_ = end;

@@ -15,8 +15,8 @@ namespace morvane {
 
 namespace {
 
-// How far a triangles count may run past its p list before the document is
-// taken for a hostile one rather than a sloppy one.
+// How far the triangles counts of a document may run past their p lists,
+// summed, before it is taken for a hostile one rather than a sloppy one.
 constexpr std::int64_t kMaxMissingTriangles = 1000000;
 
 // Triangles print a progress mark every this many.
@@ -226,7 +226,8 @@ bool TrianglesHandler::End(const std::string& name) {
     std::int32_t count = 0;
     ScanInt(Count, count);
     const std::int64_t whole = width == 0 ? 0 : static_cast<std::int64_t>(list.size() / (3 * width));
-    if (count - whole > kMaxMissingTriangles) throw UnreadableDocument("triangle count far beyond its list");
+    if (count > whole) owner.MissingTriangles += count - whole;
+    if (owner.MissingTriangles > kMaxMissingTriangles) throw UnreadableDocument(kCountsFarBeyondLists);
 
     CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, VertexOffset, NormalOffset,
                         TexcoordOffset);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "document/output_file.h"
 #include "events/number_text.h"
 
 namespace morvane {
@@ -65,13 +66,18 @@ bool TextOutput::PutShortFixed(double value) {
 TextOutput::TextOutput(std::FILE* stream)
     : stream_(stream), buffer_(new char[kBufferSize]), at_(buffer_.get()), end_(buffer_.get() + kBufferSize) {}
 
-TextOutput::~TextOutput() { Flush(); }
+TextOutput::~TextOutput() {
+    // No check here: it may run while a failure unwinds, and the stream
+    // keeps its error for the next check.
+    if (!std::ferror(stream_)) Hand();
+}
 
 void TextOutput::Put(std::string_view text) {
     if (text.size() > static_cast<std::size_t>(end_ - at_)) {
         Flush();
         if (text.size() > kBufferSize) {
             std::fwrite(text.data(), 1, text.size(), stream_);
+            ThrowIfWriteFailed(stream_);
             return;
         }
     }
@@ -106,6 +112,11 @@ void TextOutput::PutNumber(double value) {
 }
 
 void TextOutput::Flush() {
+    Hand();
+    ThrowIfWriteFailed(stream_);
+}
+
+void TextOutput::Hand() {
     if (at_ != buffer_.get()) std::fwrite(buffer_.get(), 1, static_cast<std::size_t>(at_ - buffer_.get()), stream_);
     at_ = buffer_.get();
 }

@@ -30,10 +30,12 @@ public:
     void PutFixed(double value);
     // As "%lg".
     void PutNumber(double value);
-    // Hands what is gathered to the stream.
+    // Hands what is gathered to the stream; throws WriteFailed when the
+    // stream has failed, so that a mesh stops at the first failed write.
     void Flush();
 
 private:
+    void Hand();
     bool PutShortFixed(double value);
     void MakeRoom(std::size_t size) {
         if (static_cast<std::size_t>(end_ - at_) < size) Flush();

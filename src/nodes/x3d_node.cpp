@@ -76,6 +76,7 @@ void ShapeNode::Write(std::FILE* stream, int indent) {
         if (library == nullptr) return;
         for (CurrentMesh = library->FindNext(Name, nullptr); CurrentMesh != nullptr;
              CurrentMesh = library->FindNext(Name, CurrentMesh)) {
+            ThrowIfWriteFailed(stream);
             std::fprintf(stream, "<Shape USE='%s_%s'/>\n", CurrentMesh->GeometryName.c_str(),
                          CurrentMesh->MaterialName.c_str());
         }
@@ -85,6 +86,7 @@ void ShapeNode::Write(std::FILE* stream, int indent) {
     if (library == nullptr) return;
     for (CurrentMesh = library->FindNext(Name, nullptr); CurrentMesh != nullptr;
          CurrentMesh = library->FindNext(Name, CurrentMesh)) {
+        ThrowIfWriteFailed(stream);
         MeshNode& mesh = *CurrentMesh;
         WriteTabs(stream, indent);
         std::fprintf(stream, "<Shape DEF='%s_%s'>\n", mesh.GeometryName.c_str(), mesh.MaterialName.c_str());
@@ -102,6 +104,7 @@ TransformNode::TransformNode(std::string name, ColladaReader* document)
 TransformNode::~TransformNode() = default;
 
 void TransformNode::Write(std::FILE* stream, int indent) {
+    ThrowIfWriteFailed(stream);
     WriteTabs(stream, indent);
     if (Written) {
         std::fprintf(stream, "\t\t\t<Transform containerField='children' USE='%s'/>\n", Name.c_str());
@@ -113,7 +116,7 @@ void TransformNode::Write(std::FILE* stream, int indent) {
     struct OpenTransform {
         explicit OpenTransform(ColladaReader* document) : document_(document) {
             if (document_ == nullptr) return;
-            if (document_->OpenTransforms > kMaxSceneDepth) throw UnreadableDocument("scene nested too deep");
+            if (document_->OpenTransforms > kMaxSceneDepth) throw UnreadableDocument(kNestedTooDeep);
             ++document_->OpenTransforms;
         }
         ~OpenTransform() {

@@ -62,7 +62,7 @@ bool NodeHandler::Start(const std::string& name, const AttributeList& attributes
     if (parent == nullptr) return true;
     // The stack holds the library root below the nodes.
     if (reader.NodeStack.size() > static_cast<std::size_t>(kMaxSceneDepth)) {
-        throw UnreadableDocument("nodes nested too deep");
+        throw UnreadableDocument(kNestedTooDeep);
     }
     parent->Children.push_back(std::make_unique<TransformNode>(GetAttribute(attributes, "id"), &reader));
     reader.NodeStack.push_back(parent->Children.back().get());

@@ -76,7 +76,9 @@ TEST(OutputName, DerivedFromTheInput) {
         {"model.DAE", "model.DAE.x3d"}, {"model.kmz", "model.kmz.x3d"}, {"", ".x3d"},
         // Names that begin with "http" land in the working directory.
         {"http://host/models/house.dae", "house.x3d"}, {"https://host/a\\b/m.kmz", "m.kmz.x3d"},
-        {"http://host/dir\\x.dae", "x.x3d"}, {"file:///data/m.dae", "file:///data/m.x3d"}};
+        {"http://host/dir\\x.dae", "x.x3d"},
+        // A file URL's output lands beside its file.
+        {"file:///data/m.dae", "/data/m.x3d"}, {"file://localhost/data/m.kmz", "/data/m.kmz.x3d"}};
     for (const auto& [input, output] : cases) EXPECT_EQ(DeriveOutputName(input, ".x3d"), output) << input;
 }
 

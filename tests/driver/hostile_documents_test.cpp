@@ -1,6 +1,7 @@
 // Documents nobody should write: the program neither crashes nor hangs on
-// them, and never damages a file that was there before. Each runs the real
-// program, so a sanitizer report shows on its standard error.
+// them, never damages a file that was there before, and says in one line
+// why it wrote nothing. Each runs the real program, so a sanitizer report
+// shows on its standard error.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -48,7 +49,8 @@ struct Outcome {
 };
 
 // Converts `document` as in.dae over an earlier in.x3d; an output that was
-// not written must have kept the earlier text whole.
+// not written must have kept the earlier text whole, and left no temporary
+// file behind.
 Outcome Convert(const std::string& document, std::vector<std::string> args = {"-fs"}) {
     ScratchDirectory scratch;
     WriteFile(scratch / "in.dae", document);
@@ -59,8 +61,15 @@ Outcome Convert(const std::string& document, std::vector<std::string> args = {"-
     outcome.output = ReadFile(scratch / "in.x3d");
     outcome.written = outcome.output != "earlier";
     EXPECT_EQ(outcome.run.exitCode, 0);
-    EXPECT_EQ(outcome.run.err, "");
+    EXPECT_EQ(test::DiagnosticProblem(outcome.run.err, "in.dae", outcome.written), "");
+    EXPECT_TRUE(test::HiddenEntries(scratch.Path()).empty());
     return outcome;
+}
+
+// A conversion refused for `reason`.
+void ExpectRefused(const Outcome& outcome, const std::string& reason) {
+    EXPECT_FALSE(outcome.written);
+    EXPECT_EQ(outcome.run.err, "morvane: in.dae: " + reason + "\n");
 }
 
 TEST(HostileDocuments, BrokenInputLeavesTheEarlierOutputAlone) {
@@ -81,7 +90,8 @@ TEST(HostileDocuments, ASparseGigabyteIsRefusedWithoutReadingItAll) {
     std::filesystem::resize_file(scratch / "big.dae", std::uintmax_t{1} << 30);
     const auto result = RunMorvane(scratch.Path(), {"-fs", "big.dae"});
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.err,
+              "morvane: big.dae: not well-formed XML at line 1, column 1: not well-formed (invalid token)\n");
     EXPECT_FALSE(std::filesystem::exists(scratch / "big.x3d"));
 }
 
@@ -96,11 +106,11 @@ TEST(HostileDocuments, StrangeNumbersAndIndicesStillConvert) {
     for (const char* indices :
          {"<vcount>3 3</vcount><p>0 1 2147483647 -5 9999999999 2</p>", "<vcount>3 1000000</vcount><p>0 1 2 0 1</p>",
           "<vcount>-3 2147483647</vcount><p>0 1 2</p>", "<vcount>3</vcount><p>0 1</p>"}) {
-        const auto outcome = Convert(Triangle(indices, "<node><instance_geometry url='#g'/></node>"), {"-fs", "-ss"});
-        if (outcome.written) {
+        for (const auto& args : {std::vector<std::string>{"-fs", "-ss"}, {"-fs"}}) {
+            const auto outcome = Convert(Triangle(indices, "<node><instance_geometry url='#g'/></node>"), args);
+            EXPECT_TRUE(outcome.written) << indices;
             EXPECT_EQ(test::XmlErrors(outcome.output), "") << indices;
         }
-        Convert(Triangle(indices, "<node><instance_geometry url='#g'/></node>"));
     }
 }
 
@@ -110,8 +120,8 @@ TEST(HostileDocuments, SceneDepthHasALimit) {
     const auto deepest = Convert(Triangle(face, Nested(kMaxSceneDepth, shape)));
     EXPECT_TRUE(deepest.written);
     EXPECT_EQ(test::XmlErrors(deepest.output), "");
-    EXPECT_FALSE(Convert(Triangle(face, Nested(kMaxSceneDepth + 1, shape))).written);
-    EXPECT_FALSE(Convert(Triangle(face, Nested(10000, shape))).written);
+    ExpectRefused(Convert(Triangle(face, Nested(kMaxSceneDepth + 1, shape))), "nested deeper than 1000 levels");
+    ExpectRefused(Convert(Triangle(face, Nested(10000, shape))), "nested deeper than 1000 levels");
 
     // Library nodes instancing one another nest in the file, not in the
     // document: each of the 10000 is one level deeper than the one before.
@@ -121,9 +131,68 @@ TEST(HostileDocuments, SceneDepthHasALimit) {
     }
     chain += "<node id='L10000'>" + shape + "</node></library_nodes>";
     for (const auto& args : {std::vector<std::string>{"-fs"}, {"-fs", "-l"}}) {
-        EXPECT_FALSE(Convert(Triangle(face, "<node><instance_node url='#L0'/></node>", "0 0 0 1 0 0 0 1 0", chain), args)
-                         .written);
+        ExpectRefused(
+            Convert(Triangle(face, "<node><instance_node url='#L0'/></node>", "0 0 0 1 0 0 0 1 0", chain), args),
+            "nested deeper than 1000 levels");
     }
+}
+
+// A mesh of `triangles` elements, each of which holds one whole triangle
+// and a count that promises more.
+std::string PromisedTriangles(std::initializer_list<int> counts) {
+    std::string primitives;
+    for (int count : counts) {
+        primitives += "<triangles count='" + std::to_string(count) +
+                      "'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>";
+    }
+    return "<COLLADA><library_geometries><geometry id='g'><mesh>"
+           "<source id='p'><float_array id='p-array'>0 0 0 1 0 0 0 1 0</float_array></source>"
+           "<vertices id='v'><input semantic='POSITION' source='#p'/></vertices>" +
+           primitives +
+           "</mesh></geometry></library_geometries><library_visual_scenes><visual_scene>"
+           "<node><instance_geometry url='#g'/></node></visual_scene></library_visual_scenes></COLLADA>";
+}
+
+TEST(HostileDocuments, CountsBeyondTheirListsShareOneMarginPerDocument) {
+    // 500000 missing twice reach the margin exactly; one more passes it,
+    // although no element alone comes near.
+    EXPECT_TRUE(Convert(PromisedTriangles({500001, 500001}), {"-ss"}).written);
+    ExpectRefused(Convert(PromisedTriangles({500001, 500001, 2}), {"-ss"}),
+                  "counts far beyond their lists (more than 1000000 triangles missing)");
+    // The same through an entity, which costs a few bytes a repetition.
+    std::string repeated = PromisedTriangles({999999});
+    const std::size_t start = repeated.find("<triangles");
+    const std::string primitive = repeated.substr(start, repeated.find("</mesh>") - start);
+    repeated.replace(repeated.find(primitive), primitive.size(), "&t;&t;&t;&t;&t;&t;&t;&t;");
+    ExpectRefused(Convert("<!DOCTYPE COLLADA [<!ENTITY t \"" + primitive + "\">]>" + repeated),
+                  "counts far beyond their lists (more than 1000000 triangles missing)");
+}
+
+// One triangle, turned by one step of `degrees` about Z.
+std::string Turn(const std::string& degrees, const std::string& padding = "") {
+    return "<COLLADA>" + padding +
+           "<library_geometries><geometry id='g'><mesh>"
+           "<source id='p'><float_array id='p-array'>0 0 0 1 0 0 0 1 0</float_array></source>"
+           "<vertices id='v'><input semantic='POSITION' source='#p'/></vertices>"
+           "<triangles count='1'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>"
+           "</mesh></geometry></library_geometries><library_animations><animation>"
+           "<source id='time'><float_array id='time-array'>0 1</float_array><technique_common>"
+           "<accessor source='#time-array'><param name='TIME'/></accessor></technique_common></source>"
+           "<source id='angle'><float_array id='angle-array'>0 " + degrees + "</float_array><technique_common>"
+           "<accessor source='#angle-array'><param name='ANGLE'/></accessor></technique_common></source>"
+           "<sampler><input semantic='INPUT' source='#time'/><input semantic='OUTPUT' source='#angle'/></sampler>"
+           "<channel source='#s' target='n/rotateZ.ANGLE'/></animation></library_animations>"
+           "<library_visual_scenes><visual_scene><node id='n'><instance_geometry url='#g'/></node>"
+           "</visual_scene></library_visual_scenes></COLLADA>";
+}
+
+TEST(HostileDocuments, TheOutputIsAtMostAHundredTimesTheDocumentOr64MiB) {
+    // A step of 500 million degrees inserts 2777777 values: about 80 MB of
+    // keys and values, more than 64 MiB, less than 100 times a 1 MB document.
+    ExpectRefused(Convert(Turn("5e8")), "output larger than the limit of 67108864 bytes");
+    const auto padded = Convert(Turn("5e8", "<!--" + std::string(1000000, ' ') + "-->"));
+    EXPECT_TRUE(padded.written);
+    EXPECT_GT(padded.output.size(), std::size_t{64} << 20);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "events/xml_reader.h"
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include "events/narrow_text.h"
@@ -63,6 +65,32 @@ TEST(XmlReader, AMalformedRefusedOrUnreadableDocumentFailsWithoutEndDocument) {
     }
 }
 
+TEST(XmlReader, SaysWhyAParseFailed) {
+    const std::pair<std::string, std::string> cases[] = {
+        // expat counts columns from 0, and places a mismatched end tag at its name.
+        {"<a>\n<b></a>", "not well-formed XML at line 2, column 6: mismatched tag"},
+        {"<a>", "not well-formed XML at line 1, column 4: no element found"},
+        {"<?xml version='1.0' encoding='koi8-r'?><a/>", "unsupported encoding koi8-r"},
+        {"<a><bad/></a>", "bad element"},
+    };
+    for (const auto& [text, reason] : cases) {
+        Recorder recorder;
+        XmlReader reader;
+        reader.PutContentHandler(&recorder);
+        EXPECT_NE(reader.ParseBuffer(text), kResultOk) << text;
+        EXPECT_EQ(reader.FailureReason(), reason) << text;
+        EXPECT_EQ(reader.ParseBuffer("<a/>"), kResultOk);
+        EXPECT_EQ(reader.FailureReason(), "");
+    }
+}
+
+TEST(XmlReader, NoHandlerRunsOnceOneHasRefusedTheDocument) {
+    Recorder recorder;
+    // expat still ends an empty element whose start stopped the parse.
+    EXPECT_NE(ParseText(recorder, "<a><bad/><c/>text</a>"), kResultOk);
+    EXPECT_EQ(recorder.log, "[start]<a>");
+}
+
 TEST(XmlReader, ReadsUtf16Latin1AndWindows1252) {
     std::string utf16 = "\xFF\xFE";  // little-endian byte order mark
     for (char c : std::string("<?xml version='1.0' encoding='UTF-16'?><a>\xE9</a>")) utf16 += {c, '\0'};
@@ -104,13 +132,36 @@ TEST(XmlReader, ReadsFilesAndFileUrls) {
         EXPECT_EQ(recorder.elements, elements) << name;
         EXPECT_TRUE(recorder.log.ends_with("[end]")) << name;
     }
-    for (const std::string& name : {path + ".missing", scratch.Path().string(), "file://" + path + ".missing"}) {
+    // A file URL is read by the transfer library, in its own words.
+    const std::pair<std::string, std::string> failures[] = {
+        {path + ".missing", "cannot open: No such file or directory"},
+        {scratch.Path().string(), "cannot open: Is a directory"},
+        {"file://" + path + ".missing", "download failed: "}};
+    for (const auto& [name, reason] : failures) {
         Recorder recorder;
         XmlReader reader;
         reader.PutContentHandler(&recorder);
         EXPECT_NE(reader.ParseUrl(name), kResultOk) << name;
+        EXPECT_EQ(reader.FailureReason().substr(0, reason.ends_with(": ") ? reason.size() : std::string::npos), reason);
         EXPECT_EQ(recorder.log.find("[end]"), std::string::npos) << name;
     }
+}
+
+TEST(XmlReader, OnlyARegularFileIsOpenedWhenNothingElseWillDo) {
+    test::ScratchDirectory scratch;
+    // Opened, the FIFO would wait for a writer for ever.
+    ASSERT_EQ(mkfifo((scratch / "fifo").c_str(), 0600), 0);
+    test::WriteFile(scratch / "plain", "<a/>");
+    for (const char* name : {"fifo", ""}) {
+        Recorder recorder;
+        XmlReader reader;
+        reader.PutContentHandler(&recorder);
+        EXPECT_NE(reader.ParseUrl((scratch / name).string(), true), kResultOk) << name;
+        EXPECT_EQ(reader.FailureReason(), "not a regular file") << name;
+        EXPECT_EQ(recorder.log, "") << name;
+    }
+    XmlReader reader;
+    EXPECT_EQ(reader.ParseUrl((scratch / "plain").string(), true), kResultOk);
 }
 
 TEST(XmlReader, StreamsDocumentsFromHttp) {
@@ -128,10 +179,13 @@ TEST(XmlReader, StreamsDocumentsFromHttp) {
         EXPECT_EQ(reader.ParseUrl(server.Url(path)), kResultOk) << path;
         EXPECT_EQ(served.log, "[start]<a id=web>served</a>[end]") << path;
     }
-    for (const char* path : {"/missing.dae", "/broken.dae", "/error.dae"}) {
+    for (const auto& [path, reason] : {std::pair{"/missing.dae", "download failed: HTTP status 404"},
+                                       {"/broken.dae", "not well-formed XML at line 1, column 7: no element found"},
+                                       {"/error.dae", "download failed: HTTP status 500"}}) {
         Recorder failed;
         reader.PutContentHandler(&failed);
         EXPECT_NE(reader.ParseUrl(server.Url(path)), kResultOk) << path;
+        EXPECT_EQ(reader.FailureReason(), reason);
         EXPECT_EQ(failed.log.find("[end]"), std::string::npos) << path;
     }
     EXPECT_EQ(server.Requests(), 6);

@@ -5,6 +5,11 @@
 
 namespace morvane {
 
+// Elements known by name only: context for other elements, or text
+// that others read.
+class PreInfinityHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class PostInfinityHandler : public TagHandler { public: using TagHandler::TagHandler; };
+
 // <library_animations>
 class LibraryAnimationsHandler : public TagHandler {
 public:
@@ -20,18 +25,6 @@ public:
     bool End(const std::string& name) override;
 
     std::string Id;
-};
-
-// <pre_infinity>
-class PreInfinityHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <post_infinity>
-class PostInfinityHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
 };
 
 // <Name_array>

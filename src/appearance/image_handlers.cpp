@@ -4,16 +4,12 @@
 
 #include "animation/animation_node.h"
 #include "events/central_object.h"
+#include "events/path_text.h"
 #include "geometry/source_arrays.h"
 
 namespace morvane {
 
 namespace {
-
-void EraseThroughLast(std::string& text, char separator) {
-    const std::size_t at = text.rfind(separator);
-    if (at != std::string::npos) text.erase(0, at + 1);
-}
 
 void ReplaceFirst(std::string& text, const std::string& from, const std::string& to) {
     const std::size_t at = text.find(from);
@@ -34,8 +30,7 @@ bool InitFromHandler::End(const std::string& name) {
     if (reader.IsTagOpen("image")) {
         // Only the bare file name is kept, and formats a viewer is unlikely
         // to read are renamed to the .jpg the model is expected to ship.
-        EraseThroughLast(Text, '\\');
-        EraseThroughLast(Text, '/');
+        Text.erase(0, FileNameStart(Text));
         ReplaceFirst(Text, ".tga", ".jpg");
         ReplaceFirst(Text, ".tiff", ".jpg");
         ReplaceFirst(Text, ".tif", ".jpg");

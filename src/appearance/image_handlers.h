@@ -8,11 +8,11 @@
 
 namespace morvane {
 
-// <library_images>
-class LibraryImagesHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
+// Elements known by name only: context for other elements, or text
+// that others read.
+class LibraryImagesHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class SurfaceHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class Sampler2DHandler : public TagHandler { public: using TagHandler::TagHandler; };
 
 // <image>
 class ImageHandler : public TagHandler {
@@ -36,18 +36,6 @@ class NewparamHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
     bool Start(const std::string& name, const AttributeList& attributes) override;
-};
-
-// <surface>
-class SurfaceHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <sampler2D>
-class Sampler2DHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
 };
 
 // <source>, both the sampler's link to its surface and an animation source.

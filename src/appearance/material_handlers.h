@@ -9,11 +9,21 @@
 
 namespace morvane {
 
-// <library_materials>
-class LibraryMaterialsHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
+// Elements known by name only: context for other elements, or text
+// that others read.
+class LibraryMaterialsHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class LibraryEffectsHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class ProfileCommonHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class TechniqueHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class PhongHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class EmissionHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class AmbientHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class DiffuseHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class SpecularHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class ShininessHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class ReflectivityHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class TransparentHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class TransparencyHandler : public TagHandler { public: using TagHandler::TagHandler; };
 
 // <material>
 class MaterialHandler : public TagHandler {
@@ -30,42 +40,12 @@ public:
     bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
-// <library_effects>
-class LibraryEffectsHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
 // <effect>
 class EffectHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
     bool Start(const std::string& name, const AttributeList& attributes) override;
     bool End(const std::string& name) override;
-};
-
-// <profile_COMMON>
-class ProfileCommonHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <technique>
-class TechniqueHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <phong>
-class PhongHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <emission>
-class EmissionHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
 };
 
 // <color>, of an effect's colour or of a light.
@@ -75,53 +55,11 @@ public:
     bool End(const std::string& name) override;
 };
 
-// <ambient>
-class AmbientHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <diffuse>
-class DiffuseHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <specular>
-class SpecularHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <shininess>
-class ShininessHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
 // <float>
 class FloatHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
     bool End(const std::string& name) override;
-};
-
-// <reflectivity>
-class ReflectivityHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <transparent>
-class TransparentHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <transparency>
-class TransparencyHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
 };
 
 }  // namespace morvane

@@ -28,7 +28,7 @@ void X3dConverter::WriteLibraries() {
     std::fputs("\t\t</ProtoInstance>\n\n", out);
 
     std::fputs("\t\t<ProtoInstance name='Library' DEF='MeshLibrary'>\n", out);
-    for (const auto& mesh : MeshLibrary->Children) {
+    for (const auto& mesh : MeshLibrary->Children()) {
         if (mesh->Coordinates.empty()) continue;
         std::fputs("!", stdout);
         mesh->Write(out, 0);

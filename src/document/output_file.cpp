@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "events/path_text.h"
 #include "events/xml_reader.h"
 
 namespace morvane {
@@ -54,13 +55,6 @@ public:
 private:
     sigset_t previous_;
 };
-
-std::string DirectoryOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    if (slash == 0) return "/";
-    return path.substr(0, slash);
-}
 
 std::string Join(const std::string& directory, const std::string& name) {
     if (directory.empty()) return name;

@@ -39,7 +39,7 @@ void X3dConverter::Write() {
     OutputFile.Abandon();
     libraryIndex_.reset();
     // A document without a mesh gives no file at all; the driver tells why.
-    if (!MeshLibrary || MeshLibrary->Children.empty()) return;
+    if (!MeshLibrary || MeshLibrary->Children().empty()) return;
     OutputFile.SetLimit(OutputLimit(InputBytes));
     if (OpenOutput(OutputFileName) != kResultOk) throw UnreadableDocument(OutputFile.Failure());
     // A document refused half way leaves any earlier file as it was.

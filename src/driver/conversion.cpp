@@ -12,11 +12,14 @@
 #include "document/output_file.h"
 #include "driver/command_line.h"
 #include "events/central_object.h"
+#include "events/path_text.h"
 
 namespace morvane {
 
 namespace {
 
+// The set-up and the detaching of the reader cannot fail here (there is no
+// component to create); their checks keep the exit code the design gives.
 bool IsGood(ResultCode code) { return code == kResultOk || code == kResultParseAborted; }
 
 bool IsDirectory(const std::string& name) {
@@ -29,11 +32,6 @@ bool EndsWithDaeAnyCase(const std::string& name) {
     std::string tail = name.substr(name.size() - 4);
     for (char& c : tail) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return tail == ".dae";
-}
-
-std::string LastComponent(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
 // The local file that an input names, a path or a file:// URL; empty for a
@@ -115,8 +113,7 @@ std::string DeriveOutputName(const std::string& input, const std::string& extens
     if (input.starts_with("file://")) {
         name = FileUrlPath(input);
     } else if (name.starts_with("http")) {
-        if (std::size_t back = name.rfind('\\'); back != std::string::npos) name.erase(0, back + 1);
-        if (std::size_t slash = name.rfind('/'); slash != std::string::npos) name.erase(0, slash + 1);
+        name = FileNameOf(name);
     }
     // From the second character on, so that a name starting ".dae" keeps it.
     const std::size_t dae = name.empty() ? std::string::npos : name.find(".dae", 1);
@@ -133,7 +130,7 @@ std::string ResolveOutputName(const std::string& input, const std::string& exten
     if (!IsDirectory(output)) return output;
     std::string inside = output;
     if (inside.back() != '/') inside += '/';
-    return inside + LastComponent(DeriveOutputName(input, extension));
+    return inside + std::string(AfterLast(DeriveOutputName(input, extension), '/'));
 }
 
 bool MatchesPattern(std::string_view pattern, std::string_view name) {
@@ -161,9 +158,9 @@ bool MatchesPattern(std::string_view pattern, std::string_view name) {
 }
 
 std::vector<std::string> FindMatchingFiles(const std::string& pattern) {
-    const std::size_t cut = pattern.find_last_of("\\/");
-    const std::string directory = cut == std::string::npos ? std::string() : pattern.substr(0, cut + 1);
-    const std::string filePattern = cut == std::string::npos ? pattern : pattern.substr(cut + 1);
+    const std::size_t cut = FileNameStart(pattern);
+    const std::string directory = pattern.substr(0, cut);
+    const std::string filePattern = pattern.substr(cut);
     const bool showHidden = filePattern.starts_with(".");
 
     std::vector<std::string> names;

@@ -72,7 +72,6 @@ ResultCode ColladaReader::endDocument() {
 void ColladaReader::Reset() {
     UnitScale = 0.0254;
     CurrentLight = nullptr;
-    NodeDepth = 0;
     ToolIsMaxOrMaya = false;
     ToolIsSketchUp = false;
     UpAxisIsZ = false;

@@ -37,12 +37,6 @@ public:
     ResultCode startElement(std::string_view, const AttributeList&) override { return kResultOk; }
     ResultCode endElement(std::string_view) override { return kResultOk; }
     ResultCode characters(const char*, std::size_t) override { return kResultOk; }
-
-    // Counts references; reaching zero never destroys the object.
-    std::int32_t AddRef() { return ++RefCount; }
-    std::int32_t Release() { return --RefCount; }
-
-    std::int32_t RefCount = 0;
 };
 
 class TagDispatcher : public SaxContentBase {
@@ -144,7 +138,6 @@ public:
     std::string CurrentGeometryId;
     ViewpointNode CurrentCamera;
     LightNode* CurrentLight = nullptr;
-    std::int32_t NodeDepth = 0;
     std::array<double, 3> BoundsMin{1e10, 1e10, 1e10};
     std::array<double, 3> BoundsMax{-1e10, -1e10, -1e10};
     AppearanceNode CurrentAppearance;

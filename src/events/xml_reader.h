@@ -19,7 +19,8 @@ inline constexpr ResultCode kResultNotFound = 0x800C0005;
 inline constexpr ResultCode kResultDownloadFailed = 0x800C0008;
 // A malformed document: this base plus expat's error number.
 inline constexpr ResultCode kResultMalformed = 0xC00CE000;
-// A result that the driver reports on the console. The reader never gives it.
+// A result that the driver reports on the console. This reader never gives
+// it, so that report cannot happen here; the driver keeps it all the same.
 inline constexpr ResultCode kResultParseAborted = 0x800400CA;
 
 // Thrown by a content handler that finds the document unreadable: the parse

@@ -95,7 +95,7 @@ void FaceIndexList::Reserve(std::size_t faces, std::size_t indices, bool countin
     if (!counting_) indices_.reserve(reservedIndices_);
 }
 
-MeshNode::MeshNode(ColladaReader* document, std::string geometryName, std::string materialName, int kind,
+MeshNode::MeshNode(ColladaReader* document, std::string geometryName, std::string materialName, MeshKind kind,
                    float creaseAngleDegrees)
     : X3dNode(document),
       Kind(kind),
@@ -151,10 +151,14 @@ void MeshNode::ReleaseWeldIndex() {
     }
 }
 
-MeshNode& MeshLibrary::AddMesh(const std::string& geometryName, const std::string& materialName, int kind,
+MeshNode& MeshLibrary::AddMesh(const std::string& geometryName, const std::string& materialName, MeshKind kind,
                                float creaseAngleDegrees) {
-    Children.push_back(std::make_unique<MeshNode>(Document, geometryName, materialName, kind, creaseAngleDegrees));
-    return *Children.back();
+    auto& mesh = children_.emplace_back(
+        std::make_unique<MeshNode>(Document, geometryName, materialName, kind, creaseAngleDegrees));
+    mesh->LibraryPosition = children_.size() - 1;
+    // The name is the mesh's own, which stays as it is.
+    byGeometry_[mesh->GeometryName].push_back(mesh.get());
+    return *mesh;
 }
 
 }  // namespace morvane

@@ -103,10 +103,7 @@ private:
 
 class MeshNode : public X3dNode {
 public:
-    static constexpr int kFaceSet = 0;
-    static constexpr int kLineSet = 1;
-
-    MeshNode(ColladaReader* document, std::string geometryName, std::string materialName, int kind,
+    MeshNode(ColladaReader* document, std::string geometryName, std::string materialName, MeshKind kind,
              float creaseAngleDegrees);
 
     // Every corner gets points of its own.
@@ -129,7 +126,7 @@ public:
     // written gives a USE line.
     void Write(std::FILE* stream, int indent) override;
 
-    int Kind = kFaceSet;
+    MeshKind Kind = MeshKind::kFaceSet;
     std::string MaterialName;
     // Chosen by the Shape that writes the mesh, just before it does; not owned.
     AppearanceNode* Appearance = nullptr;
@@ -143,7 +140,7 @@ public:
     std::string NormalSourceId;
     std::string TexcoordSourceId;
     std::string GeometryName;
-    // Where the mesh stands in its library; set when the library indexes it.
+    // Where the mesh stands in its library.
     std::size_t LibraryPosition = 0;
 
 private:

@@ -74,14 +74,14 @@ void PutIndexField(TextOutput& out, const FaceIndexList& faces, int indent) {
 void MeshNode::Write(std::FILE* stream, int indent) {
     WriteTabs(stream, indent);
     // A line set bears no DEF, so a later use writes it in full again.
-    if (Written && Kind != kLineSet) {
+    if (Written && Kind != MeshKind::kLineSet) {
         std::fprintf(stream, "<IndexedFaceSet USE='%s'/>\n", GeometryName.c_str());
         return;
     }
     Written = true;
-    if (Kind == kFaceSet) {
+    if (Kind == MeshKind::kFaceSet) {
         WriteFaceSet(stream, indent);
-    } else if (Kind == kLineSet) {
+    } else if (Kind == MeshKind::kLineSet) {
         WriteLineSet(stream, indent);
     }
 }

@@ -23,8 +23,8 @@ constexpr std::int64_t kMaxMissingTriangles = 1000000;
 constexpr std::int64_t kTrianglesPerMark = 128;
 
 MeshNode* LastMesh(ColladaReader& owner) {
-    if (!owner.MeshLibrary || owner.MeshLibrary->Children.empty()) return nullptr;
-    return owner.MeshLibrary->Children.back().get();
+    if (!owner.MeshLibrary || owner.MeshLibrary->Children().empty()) return nullptr;
+    return owner.MeshLibrary->Children().back().get();
 }
 
 // The list of a p or vcount element, which is then forgotten.
@@ -192,7 +192,7 @@ bool PrimitiveHandler::Start(const std::string& name, const AttributeList& attri
     if (!owner.WritePolygons || !owner.MeshLibrary) return true;
     GetAttributeString(attributes, "count", Count);
     GetAttributeString(attributes, "material", Material);
-    owner.MeshLibrary->AddMesh(owner.CurrentGeometryId, Material, MeshNode::kFaceSet, owner.CreaseAngle);
+    owner.MeshLibrary->AddMesh(owner.CurrentGeometryId, Material, MeshKind::kFaceSet, owner.CreaseAngle);
     return true;
 }
 
@@ -330,7 +330,7 @@ bool LinesHandler::Start(const std::string& name, const AttributeList& attribute
     if (TagHandler* p = owner.FindHandler("p")) p->ClearText();
     GetAttributeString(attributes, "material", Material);
     // A line set has no use for the crease angle.
-    if (owner.MeshLibrary) owner.MeshLibrary->AddMesh(owner.CurrentGeometryId, Material, MeshNode::kLineSet, 60.0f);
+    if (owner.MeshLibrary) owner.MeshLibrary->AddMesh(owner.CurrentGeometryId, Material, MeshKind::kLineSet, 60.0f);
     return true;
 }
 

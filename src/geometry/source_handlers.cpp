@@ -112,8 +112,8 @@ void InputHandler::SetPrimitiveChannel(int offset) {
         if (owner.IsTagOpen(kind)) target = owner.FindHandlerAs<PrimitiveHandler>(kind);
     }
     if (target == nullptr) return;
-    MeshNode* mesh = (owner.MeshLibrary && !owner.MeshLibrary->Children.empty())
-                         ? owner.MeshLibrary->Children.back().get()
+    MeshNode* mesh = (owner.MeshLibrary && !owner.MeshLibrary->Children().empty())
+                         ? owner.MeshLibrary->Children().back().get()
                          : nullptr;
 
     if (Semantic == "VERTEX") {

@@ -9,23 +9,17 @@
 
 namespace morvane {
 
-// <library_geometries>
-class LibraryGeometriesHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
+// Elements known by name only: context for other elements, or text
+// that others read.
+class LibraryGeometriesHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class MeshHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class TechniqueCommonHandler : public TagHandler { public: using TagHandler::TagHandler; };
 
 // <geometry>: its id names the meshes of its primitives.
 class GeometryHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
     bool Start(const std::string& name, const AttributeList& attributes) override;
-};
-
-// <mesh>
-class MeshHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
 };
 
 // <float_array>: one array of Sources per element, filled at its end. Its
@@ -41,12 +35,6 @@ public:
 private:
     FloatListReader numbers_;
     std::string narrowed_;
-};
-
-// <technique_common>
-class TechniqueCommonHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
 };
 
 // <accessor>: geometry reads arrays by convention, so an accessor matters

@@ -83,6 +83,8 @@ void MatrixNode::ToQuaternion(AxisAngle& out) const {
     }
 }
 
+bool MatrixNode::IsScalable() const { return Elements[0] != 0.0 && Elements[5] != 0.0 && Elements[10] != 0.0; }
+
 std::string MatrixNode::ScaleText() const {
     // The second and third diagonal values change places in every document.
     return FormatNumbers({Elements[0], Elements[10], Elements[5]});

@@ -23,20 +23,11 @@ void X3dNode::Write(std::FILE* stream, int indent) {
 
 void NamedNode::Write(std::FILE*, int) {}
 
-bool MatrixNode::IsScalable() const {
-    return Elements[0] != 0.0 && Elements[5] != 0.0 && Elements[10] != 0.0;
-}
-
 MeshLibrary::MeshLibrary(ColladaReader* document) : X3dNode(document) {}
 
 MeshLibrary::~MeshLibrary() = default;
 
-MeshNode* MeshLibrary::FindNext(const std::string& name, const MeshNode* after) const {
-    for (; indexed_ < Children.size(); ++indexed_) {
-        MeshNode* mesh = Children[indexed_].get();
-        mesh->LibraryPosition = indexed_;
-        byGeometry_[mesh->GeometryName].push_back(mesh);
-    }
+MeshNode* MeshLibrary::FindNext(std::string_view name, const MeshNode* after) const {
     auto found = byGeometry_.find(name);
     if (found == byGeometry_.end()) return nullptr;
     const std::vector<MeshNode*>& meshes = found->second;

@@ -57,6 +57,8 @@ public:
     std::string Name;
 };
 
+// The matrix of a node. Its members, and the texts and values of
+// TransformNode below, are implemented in transform_values.cpp.
 class MatrixNode : public X3dNode {
 public:
     // True when none of the three diagonal elements is 0.0.
@@ -73,6 +75,9 @@ public:
     std::array<double, 16> Elements{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 };
 
+// What a mesh becomes: an IndexedFaceSet or an IndexedLineSet.
+enum class MeshKind { kFaceSet, kLineSet };
+
 // All meshes of a document, in the order of their creation. The mesh being
 // filled is always the last one.
 class MeshLibrary : public X3dNode {
@@ -82,20 +87,19 @@ public:
 
     // Creates a mesh for a primitive element and appends it. The crease
     // angle is given in degrees.
-    MeshNode& AddMesh(const std::string& geometryName, const std::string& materialName, int kind,
+    MeshNode& AddMesh(const std::string& geometryName, const std::string& materialName, MeshKind kind,
                       float creaseAngleDegrees);
     // The next mesh after `after` (from the first when null) whose
     // GeometryName equals `name`; null when there is none.
-    MeshNode* FindNext(const std::string& name, const MeshNode* after) const;
+    MeshNode* FindNext(std::string_view name, const MeshNode* after) const;
 
-    std::vector<std::unique_ptr<MeshNode>> Children;
+    const std::vector<std::unique_ptr<MeshNode>>& Children() const { return children_; }
 
 private:
-    // Meshes by geometry name, in library order, brought up to date with
-    // Children at each search; it keeps a walk over a geometry's meshes
-    // from rescanning the whole library for every step.
-    mutable std::unordered_map<std::string, std::vector<MeshNode*>> byGeometry_;
-    mutable std::size_t indexed_ = 0;
+    std::vector<std::unique_ptr<MeshNode>> children_;
+    // The meshes of each geometry in library order, so that a walk over a
+    // geometry's meshes does not rescan the whole library at every step.
+    std::unordered_map<std::string_view, std::vector<MeshNode*>, KeyedNameHash, std::equal_to<>> byGeometry_;
 };
 
 struct MaterialBinding {

@@ -34,24 +34,16 @@ bool UpAxisHandler::End(const std::string& name) {
 
 // ---- Node tree ----
 
-namespace {
-
-void SelectRoot(ColladaReader& reader, TransformNode* root) {
-    reader.NodeStack.assign(1, root);
-    reader.NodeDepth = 0;
-}
-
-}  // namespace
-
+// Each library element starts the stack anew on its root.
 bool LibraryVisualScenesHandler::Start(const std::string& name, const AttributeList&) {
     if (!MatchStart(name)) return false;
-    SelectRoot(Owner(), Owner().SceneRoot.get());
+    Owner().NodeStack.assign(1, Owner().SceneRoot.get());
     return true;
 }
 
 bool LibraryNodesHandler::Start(const std::string& name, const AttributeList&) {
     if (!MatchStart(name)) return false;
-    SelectRoot(Owner(), Owner().LibraryRoot.get());
+    Owner().NodeStack.assign(1, Owner().LibraryRoot.get());
     return true;
 }
 
@@ -66,17 +58,13 @@ bool NodeHandler::Start(const std::string& name, const AttributeList& attributes
     }
     parent->Children.push_back(std::make_unique<TransformNode>(GetAttribute(attributes, "id"), &reader));
     reader.NodeStack.push_back(parent->Children.back().get());
-    ++reader.NodeDepth;
     return true;
 }
 
 bool NodeHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
-    ColladaReader& reader = Owner();
-    if (!reader.NodeStack.empty()) {
-        reader.NodeStack.pop_back();
-        --reader.NodeDepth;
-    }
+    // Even the root goes: nodes are then ignored until a library opens again.
+    if (!Owner().NodeStack.empty()) Owner().NodeStack.pop_back();
     return true;
 }
 
@@ -166,9 +154,10 @@ bool InstanceGeometryHandler::Start(const std::string& name, const AttributeList
     return true;
 }
 
-// A binding goes to the shape of the latest instance_geometry, wherever
-// that element stood, and only when its material is already known: a
-// material library that follows the scene binds nothing.
+// A binding goes to the first shape of the current node that instances the
+// geometry of the latest instance_geometry, wherever that element stood,
+// and only when its material is already known: a material library that
+// follows the scene binds nothing.
 bool InstanceMaterialHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
     Symbol = GetAttribute(attributes, "symbol");

@@ -7,59 +7,30 @@
 
 namespace morvane {
 
-// <COLLADA>
-class ColladaHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <asset>
-class AssetHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <contributor>
-class ContributorHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <author>
-class AuthorHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
+// Elements known by name only: context for other elements, or text
+// that others read.
+class ColladaHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class AssetHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class ContributorHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class AuthorHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class CreatedHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class ModifiedHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class CommentsHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class CopyrightHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class BindMaterialHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class BindVertexInputHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class VisualSceneHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class SceneHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class InstanceVisualSceneHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class LibraryCamerasHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class OpticsHandler : public TagHandler { public: using TagHandler::TagHandler; };
+class PerspectiveHandler : public TagHandler { public: using TagHandler::TagHandler; };
 
 // <authoring_tool>
 class AuthoringToolHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
     bool End(const std::string& name) override;
-};
-
-// <created>
-class CreatedHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <modified>
-class ModifiedHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <comments>
-class CommentsHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <copyright>
-class CopyrightHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
 };
 
 // <unit>
@@ -101,12 +72,6 @@ public:
     std::string Url;
 };
 
-// <bind_material>
-class BindMaterialHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
 // <instance_material>
 class InstanceMaterialHandler : public TagHandler {
 public:
@@ -115,12 +80,6 @@ public:
 
     std::string Symbol;
     std::string Target;
-};
-
-// <bind_vertex_input>
-class BindVertexInputHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
 };
 
 // <matrix>
@@ -174,47 +133,11 @@ public:
     bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
-// <visual_scene>
-class VisualSceneHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <scene>
-class SceneHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <instance_visual_scene>
-class InstanceVisualSceneHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <library_cameras>
-class LibraryCamerasHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
 // <camera>
 class CameraHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
     bool Start(const std::string& name, const AttributeList& attributes) override;
-};
-
-// <optics>
-class OpticsHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
-};
-
-// <perspective>
-class PerspectiveHandler : public TagHandler {
-public:
-    using TagHandler::TagHandler;
 };
 
 // <xfov>

@@ -171,7 +171,7 @@ std::string Convert(const std::filesystem::path& output) {
     converter.startDocument();
     converter.BoundsMin = {-1.0, -1.0, -1.0};
     converter.BoundsMax = {1.0, 1.0, 1.0};
-    converter.MeshLibrary->AddMesh("geometry", "", 0, 60.0f);
+    converter.MeshLibrary->AddMesh("geometry", "", MeshKind::kFaceSet, 60.0f);
     converter.endDocument();
     return std::filesystem::is_regular_file(output) ? test::ReadFile(output) : std::string();
 }

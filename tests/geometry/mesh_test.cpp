@@ -22,7 +22,7 @@ using IntList = std::vector<std::int32_t>;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-MeshNode NewMesh() { return MeshNode(nullptr, "g", "m", MeshNode::kFaceSet, 60.0f); }
+MeshNode NewMesh() { return MeshNode(nullptr, "g", "m", MeshKind::kFaceSet, 60.0f); }
 
 // The marks that welding prints go to the console; these tests drop them.
 void Weld(MeshNode& mesh, const Facet& facet) {
@@ -146,7 +146,7 @@ void AddFace(FaceIndexList& list, std::initializer_list<std::int32_t> indices) {
 }
 
 TEST(FaceSetOutput, LongFacesWrapBehindEvery16thIndex) {
-    MeshNode mesh(nullptr, "fan", "", MeshNode::kFaceSet, 60.0f);
+    MeshNode mesh(nullptr, "fan", "", MeshKind::kFaceSet, 60.0f);
     AddFace(mesh.CoordIndex, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
     AddFace(mesh.CoordIndex, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
     AddFace(mesh.CoordIndex, {});
@@ -170,7 +170,7 @@ TEST(FaceSetOutput, TextureCoordinatesFollowTheAppearanceAlone) {
     textured.DiffuseTexture.Texture = "img";
 
     // Coordinates but no texture in the appearance: none are written.
-    MeshNode withCoordinates(nullptr, "tri", "", MeshNode::kFaceSet, 60.0f);
+    MeshNode withCoordinates(nullptr, "tri", "", MeshKind::kFaceSet, 60.0f);
     withCoordinates.TexCoords.Append({0, 0, 0}, 1.0);
     AddFace(withCoordinates.CoordIndex, {0});
     AddFace(withCoordinates.TexCoordIndex, {0});
@@ -179,7 +179,7 @@ TEST(FaceSetOutput, TextureCoordinatesFollowTheAppearanceAlone) {
 
     // A textured appearance on a mesh without them or any face: empty
     // fields, each closing on a line of its own, and an empty node.
-    MeshNode empty(nullptr, "empty", "", MeshNode::kFaceSet, 60.0f);
+    MeshNode empty(nullptr, "empty", "", MeshKind::kFaceSet, 60.0f);
     empty.Appearance = &textured;
     EXPECT_EQ(WriteMesh(empty, 0),
               "<IndexedFaceSet DEF='empty' " + kFaceSetStart +
@@ -194,7 +194,7 @@ TEST(FaceSetOutput, TextureCoordinatesFollowTheAppearanceAlone) {
 TEST(LineSetOutput, TurnsZUpAndIsWrittenWholeAgainOnASecondUse) {
     X3dConverter document;
     document.UpAxisIsZ = true;
-    MeshNode mesh(&document, "wire", "", MeshNode::kLineSet, 60.0f);
+    MeshNode mesh(&document, "wire", "", MeshKind::kLineSet, 60.0f);
     mesh.Coordinates.Append({0, 0, 0}, 1.0);
     mesh.Coordinates.Append({1, 2, 3}, 1.0);
     AddFace(mesh.CoordIndex, {0, 1});

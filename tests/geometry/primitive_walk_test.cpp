@@ -16,7 +16,7 @@ namespace {
 class MeshKeeper : public ColladaReader {
 public:
     void Write() override { Kept = std::move(MeshLibrary); }
-    MeshNode& Mesh(std::size_t i) { return *Kept->Children.at(i); }
+    MeshNode& Mesh(std::size_t i) { return *Kept->Children().at(i); }
     std::unique_ptr<morvane::MeshLibrary> Kept;
 };
 
@@ -70,7 +70,7 @@ std::string Walk(MeshKeeper& keeper, const std::string& body) {
     const std::string marks = Read(keeper, body);
     if (keeper.Kept == nullptr) return marks;
     std::string text;
-    for (const auto& mesh : keeper.Kept->Children) {
+    for (const auto& mesh : keeper.Kept->Children()) {
         text += "c" + Faces(mesh->CoordIndex) + " n" + Faces(mesh->NormalIndex) + " t" + Faces(mesh->TexCoordIndex) +
                 "; ";
     }

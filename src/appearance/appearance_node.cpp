@@ -22,29 +22,6 @@ void AppearanceList::clear() {
     records_.clear();
 }
 
-ImageTextureNode& ImageList::Add(std::unique_ptr<ImageTextureNode> image) {
-    images_.push_back(std::move(image));
-    ImageTextureNode& added = *images_.back();
-    byId_.Note(added.Id, &added);
-    return added;
-}
-
-void ImageList::clear() {
-    byId_.Clear();
-    images_.clear();
-}
-
-NewParam& NewParamList::Add(std::string sid) {
-    NewParam& added = params_.emplace_back(std::move(sid));
-    bySid_.Note(added.Sid, &added);
-    return added;
-}
-
-void NewParamList::clear() {
-    bySid_.Clear();
-    params_.clear();
-}
-
 ImageTextureNode* ResolveTexture(const ImageList& images, const NewParamList& params, const std::string& name) {
     if (ImageTextureNode* image = images.Find(name)) return image;
     const NewParam* sampler = params.Find(name);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "events/name_index.h"
+#include "events/record_list.h"
 #include "nodes/x3d_node.h"
 
 namespace morvane {
@@ -39,24 +40,7 @@ public:
 
 // Every image of a document, in the order their init_from elements ended,
 // found again by id: the first image that bears an id is found.
-class ImageList {
-public:
-    // Appends the image; its Id is its key from then on.
-    ImageTextureNode& Add(std::unique_ptr<ImageTextureNode> image);
-    // The first image whose Id equals `id`, or null.
-    ImageTextureNode* Find(std::string_view id) const { return byId_.Find(id, nullptr); }
-
-    bool empty() const { return images_.empty(); }
-    std::size_t size() const { return images_.size(); }
-    ImageTextureNode& operator[](std::size_t i) const { return *images_[i]; }
-    auto begin() const { return images_.begin(); }
-    auto end() const { return images_.end(); }
-    void clear();
-
-private:
-    std::vector<std::unique_ptr<ImageTextureNode>> images_;
-    NameIndex<ImageTextureNode*> byId_;
-};
+using ImageList = RecordList<ImageTextureNode, &ImageTextureNode::Id>;
 
 // One newparam of an effect: a sampler names its surface in Source, a
 // surface names its image in InitFrom.
@@ -71,22 +55,7 @@ struct NewParam {
 
 // The newparam records of all effects of a document, in document order,
 // found again by sid: the first record that bears a sid is found.
-class NewParamList {
-public:
-    NewParam& Add(std::string sid);
-    // The first record whose Sid equals `sid`, or null.
-    NewParam* Find(std::string_view sid) const { return bySid_.Find(sid, nullptr); }
-
-    bool empty() const { return params_.empty(); }
-    std::size_t size() const { return params_.size(); }
-    NewParam& back() { return params_.back(); }
-    void clear();
-
-private:
-    // A deque keeps the records in place as the list grows.
-    std::deque<NewParam> params_;
-    NameIndex<NewParam*> bySid_;
-};
+using NewParamList = RecordList<NewParam, &NewParam::Sid>;
 
 class AppearanceNode : public X3dNode {
 public:

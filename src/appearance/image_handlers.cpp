@@ -46,7 +46,7 @@ bool InitFromHandler::End(const std::string& name) {
 
 bool NewparamHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    Owner().NewParams.Add(GetAttribute(attributes, "sid"));
+    Owner().NewParams.Add(std::make_unique<NewParam>(GetAttribute(attributes, "sid")));
     return true;
 }
 

@@ -59,18 +59,6 @@ const PointExtent& FloatArray::ExtentAt(double scale) const {
     return extent_;
 }
 
-FloatArray& SourceList::Add(std::string id) {
-    arrays_.push_back(std::make_unique<FloatArray>(std::move(id)));
-    FloatArray& array = *arrays_.back();
-    byId_.Note(array.Id, &array);
-    return array;
-}
-
-void SourceList::clear() {
-    byId_.Clear();
-    arrays_.clear();
-}
-
 void ConvertFloatToken(std::string_view token, float& value) {
     if (token.empty()) return;
     const char* const end = token.data() + token.size();

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "events/name_index.h"
+#include "events/record_list.h"
 
 namespace morvane {
 
@@ -44,23 +44,7 @@ private:
 
 // Every number array of a document, in document order, each found again by
 // its id. Ids need not be unique: the first array that bears one is found.
-class SourceList {
-public:
-    // Appends a new, empty array.
-    FloatArray& Add(std::string id);
-    // The first array in document order whose Id equals `id`, or null.
-    FloatArray* Find(std::string_view id) const { return byId_.Find(id, nullptr); }
-
-    bool empty() const { return arrays_.empty(); }
-    std::size_t size() const { return arrays_.size(); }
-    FloatArray& back() const { return *arrays_.back(); }
-    FloatArray& operator[](std::size_t i) const { return *arrays_[i]; }
-    void clear();
-
-private:
-    std::vector<std::unique_ptr<FloatArray>> arrays_;
-    NameIndex<FloatArray*> byId_;
-};
+using SourceList = RecordList<FloatArray, &FloatArray::Id>;
 
 inline FloatArray* FindFloatArray(const SourceList& sources, std::string_view id) { return sources.Find(id); }
 

@@ -18,7 +18,7 @@ bool GeometryHandler::Start(const std::string& name, const AttributeList& attrib
 
 bool FloatArrayHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    Owner().Sources.Add(GetAttribute(attributes, "id"));
+    Owner().Sources.Add(std::make_unique<FloatArray>(GetAttribute(attributes, "id")));
     return true;
 }
 

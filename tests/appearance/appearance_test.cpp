@@ -296,7 +296,7 @@ TEST(AppearanceLists, EachSearchFindsTheFirstRecordOfItsKey) {
         [&](const std::string& id) { return images.Find(id); }, [&] { images.clear(); }, ++seed);
 
     NewParamList params;
-    test::ExpectFirstMatches([&](const std::string& sid) { return &params.Add(sid); },
+    test::ExpectFirstMatches([&](const std::string& sid) { return &params.Add(std::make_unique<NewParam>(sid)); },
                              [&](const std::string& sid) { return params.Find(sid); }, [&] { params.clear(); },
                              ++seed);
 }

@@ -14,7 +14,7 @@ namespace {
 
 TEST(SourceList, FindsTheFirstArrayOfAnIdAndForgetsAllWhenEmptied) {
     SourceList sources;
-    test::ExpectFirstMatches([&](const std::string& id) { return &sources.Add(id); },
+    test::ExpectFirstMatches([&](const std::string& id) { return &sources.Add(std::make_unique<FloatArray>(id)); },
                              [&](const std::string& id) { return sources.Find(id); }, [&] { sources.clear(); }, 3);
 }
 

@@ -23,11 +23,13 @@
 //                    material to each
 //
 //   generate_wide KNOB N output.dae
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -152,30 +154,32 @@ void LibraryNodes(long n, bool missing) {
     SceneEnd();
 }
 
+// N definitions in a library, one small geometry, and a node for each
+// definition that instances it with `instance`; ids are `prefix` and a number.
+template <class Define>
+void InstancedLibrary(long n, const char* library, const char* instance, const char* prefix, Define define) {
+    Library(library, n, define);
+    Library("library_geometries", 1, [](long i) { SquareGeometry(i, ""); });
+    SceneStart();
+    Put("<node id=\"node-geo\"><instance_geometry url=\"#geo0\"/></node>\n");
+    for (long i = 0; i < n; ++i) Put("<node id=\"node%ld\"><%s url=\"#%s%ld\"/></node>\n", i, instance, prefix, i);
+    SceneEnd();
+}
+
 void Cameras(long n) {
-    Library("library_cameras", n, [](long i) {
+    InstancedLibrary(n, "library_cameras", "instance_camera", "cam", [](long i) {
         Put("<camera id=\"cam%ld\" name=\"cam%ld\"><optics><technique_common><perspective><xfov>45</xfov>"
             "<znear>0.1</znear><zfar>100</zfar></perspective></technique_common></optics></camera>\n",
             i, i);
     });
-    Library("library_geometries", 1, [](long i) { SquareGeometry(i, ""); });
-    SceneStart();
-    Put("<node id=\"node-geo\"><instance_geometry url=\"#geo0\"/></node>\n");
-    for (long i = 0; i < n; ++i) Put("<node id=\"node%ld\"><instance_camera url=\"#cam%ld\"/></node>\n", i, i);
-    SceneEnd();
 }
 
 void Lights(long n) {
-    Library("library_lights", n, [](long i) {
+    InstancedLibrary(n, "library_lights", "instance_light", "light", [](long i) {
         Put("<light id=\"light%ld\" name=\"light%ld\"><technique_common><point><color>1 1 1</color>"
             "<constant_attenuation>1</constant_attenuation></point></technique_common></light>\n",
             i, i);
     });
-    Library("library_geometries", 1, [](long i) { SquareGeometry(i, ""); });
-    SceneStart();
-    Put("<node id=\"node-geo\"><instance_geometry url=\"#geo0\"/></node>\n");
-    for (long i = 0; i < n; ++i) Put("<node id=\"node%ld\"><instance_light url=\"#light%ld\"/></node>\n", i, i);
-    SceneEnd();
 }
 
 void Curve(long i) {
@@ -280,34 +284,26 @@ int main(int argc, char** argv) {
     std::setvbuf(out, buffer, _IOFBF, sizeof buffer);
 
     Header();
-    if (knob == "geometries") {
-        Geometries(n);
-    } else if (knob == "textured") {
-        Textured(n);
-    } else if (knob == "materials") {
-        Materials(n);
-    } else if (knob == "library-nodes") {
-        LibraryNodes(n, false);
-    } else if (knob == "missing-nodes") {
-        LibraryNodes(n, true);
-    } else if (knob == "cameras") {
-        Cameras(n);
-    } else if (knob == "lights") {
-        Lights(n);
-    } else if (knob == "animations") {
-        Animations(n);
-    } else if (knob == "animation-curves") {
-        AnimationCurves(n);
-    } else if (knob == "primitives") {
-        Primitives(n);
-    } else if (knob == "shared-array") {
-        SharedArray(n);
-    } else if (knob == "node-instances") {
-        NodeInstances(n);
-    } else {
+    const std::pair<const char*, void (*)(long)> knobs[] = {
+        {"geometries", Geometries},
+        {"textured", Textured},
+        {"materials", Materials},
+        {"library-nodes", [](long count) { LibraryNodes(count, false); }},
+        {"missing-nodes", [](long count) { LibraryNodes(count, true); }},
+        {"cameras", Cameras},
+        {"lights", Lights},
+        {"animations", Animations},
+        {"animation-curves", AnimationCurves},
+        {"primitives", Primitives},
+        {"shared-array", SharedArray},
+        {"node-instances", NodeInstances},
+    };
+    const auto chosen = std::find_if(std::begin(knobs), std::end(knobs), [&](const auto& k) { return knob == k.first; });
+    if (chosen == std::end(knobs)) {
         std::fprintf(stderr, "unknown knob %s\n", argv[1]);
         return 2;
     }
+    chosen->second(n);
     Footer();
     return 0;
 }

@@ -34,6 +34,6 @@ int main(int argc, char** argv) {
     if (report == nullptr) return 1;
     const double cpu = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
                        static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-    std::fprintf(report, "%.2f %.1f %d %.2f\n", seconds, static_cast<double>(usage.ru_maxrss) / 1024.0, code, cpu);
+    std::fprintf(report, "%.2f %.1f %d %.3f\n", seconds, static_cast<double>(usage.ru_maxrss) / 1024.0, code, cpu);
     return std::fclose(report) == 0 ? 0 : 1;
 }

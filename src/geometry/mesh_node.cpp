@@ -32,12 +32,17 @@ void AppendPlain(PointList& target, const std::vector<Corner>& corners, double s
     }
 }
 
+// A walk's table of array numbers holds this for a number not met yet.
+constexpr std::uint32_t kUnknown = 0xFFFFFFFFu;
+
+// Whether the walk's table of array numbers has a place for the corner's.
+bool HasSourceSlot(const Corner& corner, const std::vector<std::uint32_t>& bySource) {
+    return corner.Source >= 0 && static_cast<std::size_t>(corner.Source) < bySource.size();
+}
+
 std::uint32_t WeldCorner(PointList& target, const Corner& corner, double scale, PointIndex& byValue,
                          std::vector<std::uint32_t>& bySource) {
-    constexpr std::uint32_t kUnknown = 0xFFFFFFFFu;
-    if (corner.Source < 0 || static_cast<std::size_t>(corner.Source) >= bySource.size()) {
-        return byValue.Weld(target, corner.Point, scale);
-    }
+    if (!HasSourceSlot(corner, bySource)) return byValue.Weld(target, corner.Point, scale);
     std::uint32_t& known = bySource[static_cast<std::size_t>(corner.Source)];
     if (known != kUnknown) return known;
     const std::uint32_t index = byValue.Weld(target, corner.Point, scale);
@@ -45,6 +50,16 @@ std::uint32_t WeldCorner(PointList& target, const Corner& corner, double scale, 
     const Point3 value = target[index];
     if (PointsEqual(value, value)) known = index;
     return index;
+}
+
+// Starts the table reads of the corners that will be looked up by value, so
+// that those of the three lists of a face overlap.
+void PrefetchWelds(const PointList& target, const std::vector<Corner>& corners, double scale,
+                   const PointIndex& byValue, const std::vector<std::uint32_t>& bySource) {
+    for (const Corner& corner : corners) {
+        if (HasSourceSlot(corner, bySource) && bySource[static_cast<std::size_t>(corner.Source)] != kUnknown) continue;
+        byValue.Prefetch(target, corner.Point, scale);
+    }
 }
 
 void AppendWelded(PointList& target, const std::vector<Corner>& corners, double scale,
@@ -113,6 +128,9 @@ void MeshNode::AddFacet(const Facet& facet) {
 }
 
 void MeshNode::AddFacetOptimized(const Facet& facet) {
+    PrefetchWelds(Coordinates, facet.Coordinates, facet.Scale, welding_[0].ByValue, welding_[0].BySource);
+    PrefetchWelds(Normals, facet.Normals, 1.0, welding_[1].ByValue, welding_[1].BySource);
+    PrefetchWelds(TexCoords, facet.TexCoords, 1.0, welding_[2].ByValue, welding_[2].BySource);
     AppendWelded(Coordinates, facet.Coordinates, facet.Scale, welding_[0].ByValue, welding_[0].BySource, CoordIndex);
     AppendWelded(Normals, facet.Normals, 1.0, welding_[1].ByValue, welding_[1].BySource, NormalIndex);
     AppendWelded(TexCoords, facet.TexCoords, 1.0, welding_[2].ByValue, welding_[2].BySource, TexCoordIndex);
@@ -140,7 +158,7 @@ void MeshNode::BeginWalk(std::size_t faces, const std::array<std::size_t, 3>& co
         const std::size_t most = std::min(corners[c], arrayPoints[c]);
         points[c]->reserve(points[c]->size() + most);
         channel.ByValue.Reserve(*points[c], most);
-        if (corners[c] >= arrayPoints[c] / kSourcesPerCorner) channel.BySource.assign(arrayPoints[c], 0xFFFFFFFFu);
+        if (corners[c] >= arrayPoints[c] / kSourcesPerCorner) channel.BySource.assign(arrayPoints[c], kUnknown);
     }
 }
 

@@ -68,6 +68,12 @@ std::uint32_t PointIndex::Weld(PointList& points, const Float3& point, double sc
     return index;
 }
 
+void PointIndex::Prefetch(const PointList& points, const Float3& point, double scale) const {
+    if (slots_.empty()) return;
+    const std::size_t at = static_cast<std::size_t>(HashPoint(points.ValueOf(point, scale))) & (slots_.size() - 1);
+    __builtin_prefetch(&slots_[at]);
+}
+
 void PointIndex::Reserve(const PointList& points, std::size_t distinct) {
     std::size_t slots = kSmallestTable;
     while (slots < 2 * (filled_ + distinct)) slots *= 2;

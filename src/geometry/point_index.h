@@ -18,6 +18,11 @@ public:
     // index always wins.
     std::uint32_t Weld(PointList& points, const Float3& point, double scale);
 
+    // Asks the processor to fetch the slot where `point` read under `scale`
+    // would be looked for first, so that the lookups of several lists can
+    // wait for memory at the same time. It changes nothing.
+    void Prefetch(const PointList& points, const Float3& point, double scale) const;
+
     // Makes room for `distinct` more points of `points` without growing.
     void Reserve(const PointList& points, std::size_t distinct);
     // Frees the table; a later Weld rebuilds it from the list.

@@ -1,10 +1,11 @@
 // The X3D Appearance element with its Material, ImageTexture and
 // MultiTexture children.
 #include <cstdio>
+#include <span>
 
 #include "appearance/appearance_node.h"
 #include "events/central_object.h"
-#include "nodes/transform_values.h"
+#include "events/number_text.h"
 
 namespace morvane {
 
@@ -59,9 +60,7 @@ void AppearanceNode::Write(std::FILE* stream, int indent) {
 
 void AppearanceNode::WriteMaterial(std::FILE* stream, int indent) {
     WriteTabs(stream, indent);
-    const auto rgb = [](const Color4& color) {
-        return FormatNumbers({static_cast<double>(color[0]), static_cast<double>(color[1]), static_cast<double>(color[2])});
-    };
+    const auto rgb = [](const Color4& color) { return FormatNumbers(std::span(color).first<3>()); };
     std::fprintf(stream,
                  "<Material containerField='material' DEF='MAT_%s' diffuseColor='%s' emissiveColor='%s' "
                  "transparency='%s' shininess='%s'/>\n",

@@ -113,6 +113,20 @@ void AppendNumber(std::string& text, double value) {
     text.append(digits, FormatNumber(value, digits));
 }
 
+template <class Values>
+std::string JoinNumbers(const Values& values) {
+    std::string text;
+    for (const auto value : values) {
+        if (!text.empty()) text += ' ';
+        AppendNumber(text, static_cast<double>(value));
+    }
+    return text;
+}
+
+std::string FormatNumbers(std::initializer_list<double> values) { return JoinNumbers(values); }
+
+std::string FormatNumbers(std::span<const float> values) { return JoinNumbers(values); }
+
 bool ScanInt(const std::string& text, std::int32_t& value) {
     // A plain integer is read without scanf: "%d" stops at the first
     // character that is no digit, and so does from_chars.

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <string>
 
@@ -33,5 +34,9 @@ inline constexpr std::size_t kLongestNumber = 32;
 std::size_t FormatNumber(double value, char* out);
 // Appends "%lg" of `value` to `text`.
 void AppendNumber(std::string& text, double value);
+// Numbers as the writer prints them: "%lg" each, one blank between; 32-bit
+// values are widened first.
+std::string FormatNumbers(std::initializer_list<double> values);
+std::string FormatNumbers(std::span<const float> values);
 
 }  // namespace morvane

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "events/central_object.h"
-#include "events/narrow_text.h"
 #include "events/number_text.h"
 #include "geometry/mesh_node.h"
 #include "geometry/source_arrays.h"
@@ -57,12 +56,11 @@ void ExtendBounds(ColladaReader& owner, const Point3& point) {
 // its index stands in a tuple. An array that is absent has no points.
 struct Channel {
     const FloatArray* Array = nullptr;
-    const std::vector<float>* Values = nullptr;
     std::size_t Points = 0;
     std::int64_t Offset = -1;
 
     bool Readable(std::int64_t slot, std::size_t listSize) const {
-        return Values != nullptr && Offset >= 0 && slot < static_cast<std::int64_t>(listSize);
+        return Array != nullptr && Offset >= 0 && slot < static_cast<std::int64_t>(listSize);
     }
 };
 
@@ -74,7 +72,6 @@ Channel FindChannel(const ColladaReader& owner, const std::string& sourceId, std
     channel.Offset = offset;
     if (const FloatArray* array = FindFloatArray(owner.Sources, sourceId + "-array")) {
         channel.Array = array;
-        channel.Values = &array->Values;
         channel.Points = array->Values.size() / pointSize;
     }
     return channel;
@@ -98,8 +95,8 @@ public:
         if (!texcoordSourceId.empty()) texCoords_ = FindChannel(owner, texcoordSourceId, texcoordOffset, 2);
     }
 
-    bool HasNormals() const { return normals_.Values != nullptr && normals_.Offset >= 0; }
-    bool HasTexCoords() const { return texCoords_.Values != nullptr && texCoords_.Offset >= 0; }
+    bool HasNormals() const { return normals_.Array != nullptr && normals_.Offset >= 0; }
+    bool HasTexCoords() const { return texCoords_.Array != nullptr && texCoords_.Offset >= 0; }
 
     // Extends the bounds by every whole point of the position array.
     void BoundAllPositions() {
@@ -124,7 +121,7 @@ public:
 
         // Positions are in metres at the unit scale in force now.
         facet.Scale = owner_.UnitScale;
-        const float* p = positions_.Values->data() + 3 * static_cast<std::size_t>(index);
+        const float* p = positions_.Array->Values.data() + 3 * static_cast<std::size_t>(index);
         if (boundCorner) {
             ExtendBounds(owner_, {static_cast<double>(p[0]) * facet.Scale, static_cast<double>(p[1]) * facet.Scale,
                                   static_cast<double>(p[2]) * facet.Scale});
@@ -132,11 +129,11 @@ public:
         facet.Coordinates.push_back({{p[0], p[1], p[2]}, index});
 
         if (const std::int32_t* normal = ChannelIndex(normals_, start)) {
-            const float* v = normals_.Values->data() + 3 * static_cast<std::size_t>(*normal);
+            const float* v = normals_.Array->Values.data() + 3 * static_cast<std::size_t>(*normal);
             facet.Normals.push_back({{v[0], v[1], v[2]}, *normal});
         }
         if (const std::int32_t* texCoord = ChannelIndex(texCoords_, start)) {
-            const float* v = texCoords_.Values->data() + 2 * static_cast<std::size_t>(*texCoord);
+            const float* v = texCoords_.Array->Values.data() + 2 * static_cast<std::size_t>(*texCoord);
             facet.TexCoords.push_back({{v[0], v[1], 0.0f}, *texCoord});
         }
         return CornerRead::kRead;
@@ -173,16 +170,6 @@ void BeginWalk(const ColladaReader& owner, MeshNode& mesh, const CornerReader& r
 }
 
 }  // namespace
-
-// ---- p and vcount ----
-
-void IntListHandler::AppendText(const char* chars, std::size_t count) {
-    numbers_.Feed(NarrowView({chars, count}, narrowed_));
-}
-
-void IntListHandler::ClearText() { numbers_.Clear(); }
-
-void IntListHandler::TakeInts(std::vector<std::int32_t>& out) { numbers_.Finish(out); }
 
 // ---- triangles, polygons, polylist ----
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "events/tag_handler.h"
-#include "geometry/source_arrays.h"
+#include "geometry/source_handlers.h"
 
 namespace morvane {
 
@@ -56,20 +56,13 @@ public:
     bool End(const std::string& name) override;
 };
 
-// An element whose text is a list of integers: p and vcount. The list is
-// read as the text arrives, and the element's Text stays empty; a later
+// An element whose text is a list of integers: p and vcount. A later
 // element takes the list, which empties it.
-class IntListHandler : public TagHandler {
+class IntListHandler : public NumberListHandler<IntListReader> {
 public:
-    using TagHandler::TagHandler;
-    void AppendText(const char* chars, std::size_t count) override;
-    void ClearText() override;
+    using NumberListHandler::NumberListHandler;
     // Replaces `out` with the integers of the text, which is then forgotten.
-    void TakeInts(std::vector<std::int32_t>& out);
-
-private:
-    IntListReader numbers_;
-    std::string narrowed_;
+    void TakeInts(std::vector<std::int32_t>& out) { numbers_.Finish(out); }
 };
 
 // <vcount>: its list is read by the polylist end.

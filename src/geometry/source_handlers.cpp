@@ -2,7 +2,6 @@
 
 #include "animation/animation_node.h"
 #include "events/central_object.h"
-#include "events/narrow_text.h"
 #include "events/number_text.h"
 #include "geometry/mesh_node.h"
 #include "geometry/primitive_handlers.h"
@@ -32,12 +31,6 @@ bool FloatArrayHandler::End(const std::string& name) {
     }
     return true;
 }
-
-void FloatArrayHandler::AppendText(const char* chars, std::size_t count) {
-    numbers_.Feed(NarrowView({chars, count}, narrowed_));
-}
-
-void FloatArrayHandler::ClearText() { numbers_.Clear(); }
 
 bool AccessorHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;

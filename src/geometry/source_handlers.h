@@ -2,8 +2,10 @@
 // geometry's id, number arrays, accessors and inputs.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
+#include "events/narrow_text.h"
 #include "events/tag_handler.h"
 #include "geometry/source_arrays.h"
 
@@ -22,19 +24,31 @@ public:
     bool Start(const std::string& name, const AttributeList& attributes) override;
 };
 
-// <float_array>: one array of Sources per element, filled at its end. Its
-// numbers are read as the text arrives, since nothing reads the text itself.
-class FloatArrayHandler : public TagHandler {
+// An element whose text is a list of numbers, read by a `Reader`
+// (FloatListReader, IntListReader) as the text arrives: nothing reads the
+// text itself, so the element's Text stays empty.
+template <class Reader>
+class NumberListHandler : public TagHandler {
 public:
     using TagHandler::TagHandler;
-    bool Start(const std::string& name, const AttributeList& attributes) override;
-    bool End(const std::string& name) override;
-    void AppendText(const char* chars, std::size_t count) override;
-    void ClearText() override;
+    void AppendText(const char* chars, std::size_t count) override {
+        numbers_.Feed(NarrowView({chars, count}, narrowed_));
+    }
+    void ClearText() override { numbers_.Clear(); }
+
+protected:
+    Reader numbers_;
 
 private:
-    FloatListReader numbers_;
     std::string narrowed_;
+};
+
+// <float_array>: one array of Sources per element, filled at its end.
+class FloatArrayHandler : public NumberListHandler<FloatListReader> {
+public:
+    using NumberListHandler::NumberListHandler;
+    bool Start(const std::string& name, const AttributeList& attributes) override;
+    bool End(const std::string& name) override;
 };
 
 // <accessor>: geometry reads arrays by convention, so an accessor matters

@@ -18,15 +18,6 @@ constexpr double kAxisLimit = 0.001;
 
 }  // namespace
 
-std::string FormatNumbers(std::initializer_list<double> values) {
-    std::string text;
-    for (const double value : values) {
-        if (!text.empty()) text += ' ';
-        AppendNumber(text, value);
-    }
-    return text;
-}
-
 void AxisAngle::Normalise() {
     const double length = std::sqrt(W * W + Z * Z + Y * Y + X * X);
     if (length > 0.0) {

@@ -2,16 +2,12 @@
 // and axis-angle (or quaternion) quadruples.
 #pragma once
 
-#include <initializer_list>
 #include <string>
 
 namespace morvane {
 
 // 3.1415927 / 180, the factor that turns stored degrees into written radians.
 inline constexpr double kDegreesToRadians = 0.01745329277777778;
-
-// Numbers as the writer prints them: "%lg" each, one blank between.
-std::string FormatNumbers(std::initializer_list<double> values);
 
 struct Vector3 {
     double X = 0.0;

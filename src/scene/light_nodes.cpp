@@ -1,5 +1,9 @@
 #include "scene/light_nodes.h"
 
+#include <span>
+
+#include "events/number_text.h"
+
 namespace morvane {
 
 void LightList::Add(LightNode* light) {
@@ -23,9 +27,7 @@ void PointLightNode::Write(std::FILE* stream, int indent) {
     Written = true;
     std::fputs("<PointLight", stream);
     if (!Name.empty()) std::fprintf(stream, " DEF='%s'", Name.c_str());
-    std::fprintf(stream, " color='%s'",
-                 FormatNumbers({static_cast<double>(Color[0]), static_cast<double>(Color[1]), static_cast<double>(Color[2])})
-                     .c_str());
+    std::fprintf(stream, " color='%s'", FormatNumbers(std::span(Color).first<3>()).c_str());
     std::fprintf(stream, " attenuation='%s'",
                  FormatNumbers({ConstantAttenuation, LinearAttenuation, QuadraticAttenuation}).c_str());
     std::fputs("/>\n", stream);

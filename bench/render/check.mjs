@@ -173,22 +173,24 @@ function kind(message) {
 }
 
 const profile = mkdtempSync(join(tmpdir(), "render-check-chromium-"));
-const browser = await puppeteer.launch({
-    executablePath: options.browser,
-    headless: "shell",
-    args: ["--no-sandbox", "--no-first-run", "--disable-background-networking", "--disable-component-update",
-           "--disable-sync", "--disable-quic", "--use-angle=swiftshader", "--enable-unsafe-swiftshader",
-           `--user-data-dir=${profile}`],
-});
-const version = await browser.version();
+let browser;
+let version;
 const results = [];
 try {
+    browser = await puppeteer.launch({
+        executablePath: options.browser,
+        headless: "shell",
+        args: ["--no-sandbox", "--no-first-run", "--disable-background-networking", "--disable-component-update",
+               "--disable-sync", "--disable-quic", "--use-angle=swiftshader", "--enable-unsafe-swiftshader",
+               `--user-data-dir=${profile}`],
+    });
+    version = await browser.version();
     for (const file of files) {
         results.push(file.url ? await check(browser, file)
                               : { name: file.name, source: file.source, url: null, loaded: false, error: "no output" });
     }
 } finally {
-    await browser.close();
+    await browser?.close();
     rmSync(profile, { recursive: true, force: true });
 }
 

@@ -64,29 +64,6 @@ ScratchDirectory::~ScratchDirectory() {
     std::filesystem::remove_all(path_, ignored);
 }
 
-namespace {
-
-std::string Quote(const std::string& arg) {
-    std::string quoted = "'";
-    for (char c : arg) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
-}
-
-}  // namespace
-
-RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<std::string>& args,
-                     const std::string& input) {
-    ScratchDirectory io;
-    WriteFile(io / "stdin", input);
-    // A hang shows as a failure (exit code 124) instead of stalling the suite.
-    std::string command = "cd " + Quote(directory.string()) + " && timeout 300 " + Quote(MORVANE_BINARY);
-    for (const std::string& arg : args) command += " " + Quote(arg);
-    command += " < " + Quote((io / "stdin").string()) + " > " + Quote((io / "stdout").string()) + " 2> " +
-               Quote((io / "stderr").string());
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(io / "stdout"), ReadFile(io / "stderr")};
-}
-
 Ending Execute(const Launch& launch) {
     ScratchDirectory io;
     WriteFile(io / "stdin", launch.Input);
@@ -146,6 +123,11 @@ Ending Execute(const Launch& launch) {
     ending.out = ReadFile(out);
     ending.err = ReadFile(err);
     return ending;
+}
+
+Ending RunMorvane(const std::filesystem::path& directory, const std::vector<std::string>& args,
+                  const std::string& input) {
+    return Execute({.Directory = directory, .Args = args, .Input = input});
 }
 
 std::vector<std::string> HiddenEntries(const std::filesystem::path& directory) {

@@ -41,21 +41,11 @@ private:
     std::filesystem::path path_;
 };
 
-// Runs the built morvane in `directory` with `args`, feeding `input` to its
-// standard input.
-struct RunResult {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-};
-RunResult RunMorvane(const std::filesystem::path& directory, const std::vector<std::string>& args,
-                     const std::string& input = "");
-
 // A run of the built morvane with more control than RunMorvane gives.
 struct Launch {
-    std::filesystem::path Directory;
-    std::vector<std::string> Args;
-    std::string Input;
+    std::filesystem::path Directory{};
+    std::vector<std::string> Args{};
+    std::string Input{};
     // Standard output; -1 captures it.
     int Stdout = -1;
     // Runs the program as this user and group when both are set (needs root).
@@ -65,7 +55,7 @@ struct Launch {
     // write beyond fails like one on a full disk; 0 for no limit.
     long FileSizeLimit = 0;
     // Called once the program runs, with its process id.
-    std::function<void(int)> WhileRunning;
+    std::function<void(int)> WhileRunning{};
     // After this the program is killed and the run counts as hung.
     int TimeoutSeconds = 300;
 };
@@ -81,6 +71,11 @@ struct Ending {
 // Starts the program with the signals that end a conversion at their
 // default actions, whatever the test runner's are.
 Ending Execute(const Launch& launch);
+
+// Runs the built morvane in `directory` with `args`, feeding `input` to its
+// standard input.
+Ending RunMorvane(const std::filesystem::path& directory, const std::vector<std::string>& args,
+                  const std::string& input = "");
 
 // The entries of `directory` whose names begin with '.'.
 std::vector<std::string> HiddenEntries(const std::filesystem::path& directory);

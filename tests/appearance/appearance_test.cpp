@@ -266,8 +266,8 @@ TEST_F(AppearanceOutput, SketchUpDropsTheMaterialOnlyBesideADiffuseTexture) {
     EXPECT_EQ(Written(Add("U", "missing")), "<Appearance containerField='appearance' DEF='U'>\n</Appearance>\n");
 }
 
-// The three searches of the appearances, the images and the newparam
-// records each give the first record in list order, whatever came before.
+// Each of the three searches of the appearances gives the first record in
+// list order, whatever came before.
 TEST(AppearanceLists, EachSearchFindsTheFirstRecordOfItsKey) {
     using Search = AppearanceNode* (AppearanceList::*)(std::string_view) const;
     using Key = std::string AppearanceNode::*;
@@ -289,16 +289,6 @@ TEST(AppearanceLists, EachSearchFindsTheFirstRecordOfItsKey) {
             },
             [&](const std::string& name) { return (list.*search)(name); }, [&] { list.clear(); }, ++seed);
     }
-
-    ImageList images;
-    test::ExpectFirstMatches(
-        [&](const std::string& id) { return &images.Add(std::make_unique<ImageTextureNode>(nullptr, id, "u")); },
-        [&](const std::string& id) { return images.Find(id); }, [&] { images.clear(); }, ++seed);
-
-    NewParamList params;
-    test::ExpectFirstMatches([&](const std::string& sid) { return &params.Add(std::make_unique<NewParam>(sid)); },
-                             [&](const std::string& sid) { return params.Find(sid); }, [&] { params.clear(); },
-                             ++seed);
 }
 
 }  // namespace

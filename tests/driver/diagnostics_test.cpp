@@ -1,11 +1,6 @@
 // A document that gives no output says why, in one line on standard error,
 // and the user can tell the reasons apart; standard output and the exit
 // code stay as they were.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -18,19 +13,6 @@ namespace {
 using test::RunMorvane;
 using test::ScratchDirectory;
 using test::WriteFile;
-
-// A loopback port that nothing listens on.
-int ClosedPort() {
-    const int probe = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    getsockname(probe, reinterpret_cast<sockaddr*>(&address), &length);
-    close(probe);
-    return ntohs(address.sin_port);
-}
 
 TEST(Diagnostics, EachDocumentWithoutOutputGetsOneLineSayingWhy) {
     ScratchDirectory scratch;
@@ -70,12 +52,6 @@ TEST(Diagnostics, EachDocumentWithoutOutputGetsOneLineSayingWhy) {
     }
     // Lines are read unless left out.
     EXPECT_EQ(RunMorvane(scratch.Path(), {"-sy", "lines.dae"}).err, "");
-
-    // A failed transfer in the words of the transfer library.
-    const std::string unreachable = "http://127.0.0.1:" + std::to_string(ClosedPort()) + "/m.dae";
-    const auto refused = RunMorvane(scratch.Path(), {unreachable});
-    EXPECT_EQ(refused.err.rfind("morvane: " + unreachable + ": download failed: ", 0), 0u) << refused.err;
-    EXPECT_EQ(test::DiagnosticProblem(refused.err, unreachable, false), "");
 }
 
 }  // namespace

@@ -26,6 +26,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::HiddenEntries;
 using test::ReadFile;
+using test::RunMorvane;
 using test::ScratchDirectory;
 using test::WriteFile;
 
@@ -47,13 +48,6 @@ std::string ManyNodes(int nodes) {
 
 std::size_t CountOf(const std::string& text, char c) {
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), c));
-}
-
-test::Ending Morvane(const fs::path& directory, std::vector<std::string> args) {
-    test::Launch launch;
-    launch.Directory = directory;
-    launch.Args = std::move(args);
-    return test::Execute(launch);
 }
 
 // A refusal: nothing printed but the line, exit code 0.
@@ -86,7 +80,7 @@ TEST(OutputSafety, TheInputIsNeverTheOutputWhateverNamesIt) {
         {"file://" + path, "in.dae"}, {"file://" + path, "alias.x3d"}, {"file://localhost" + path, path},
         {"in.dae", "alias.x3d"},      {"in.dae", "./in.dae"}};
     for (const auto& [input, output] : runs) {
-        ExpectRefused(Morvane(scratch.Path(), {input, output}),
+        ExpectRefused(RunMorvane(scratch.Path(), {input, output}),
                       "morvane: " + input + ": refused: " + output + " would overwrite the input\n");
         EXPECT_EQ(ReadFile(scratch / "in.dae"), cube) << input << " " << output;
     }
@@ -94,7 +88,7 @@ TEST(OutputSafety, TheInputIsNeverTheOutputWhateverNamesIt) {
 
     // Converted from elsewhere, a file URL's output lands beside the input.
     fs::create_directory(scratch / "elsewhere");
-    const auto converted = Morvane(scratch / "elsewhere", {"file://" + path});
+    const auto converted = RunMorvane(scratch / "elsewhere", {"file://" + path});
     EXPECT_EQ(converted.err, "");
     EXPECT_NE(ReadFile(scratch / "in.x3d").find("</X3D>"), std::string::npos);
     EXPECT_TRUE(fs::is_empty(scratch / "elsewhere"));
@@ -109,7 +103,7 @@ TEST(OutputSafety, ADerivedNameNeverReplacesAnotherDocument) {
     fs::create_directories(scratch / "proj.x3d");
     WriteFile(scratch / "proj.dae" / "model.dae", cube);
     WriteFile(scratch / "proj.x3d" / "model.dae", "other document");
-    ExpectRefused(Morvane(scratch.Path(), {"proj.dae/model.dae"}),
+    ExpectRefused(RunMorvane(scratch.Path(), {"proj.dae/model.dae"}),
                   "morvane: proj.dae/model.dae: refused: proj.x3d/model.dae is an existing .dae file\n");
     EXPECT_EQ(ReadFile(scratch / "proj.x3d" / "model.dae"), "other document");
 
@@ -117,7 +111,7 @@ TEST(OutputSafety, ADerivedNameNeverReplacesAnotherDocument) {
     fs::create_directory(scratch / "batch");
     WriteFile(scratch / "batch" / "a.dae.dae", cube);
     WriteFile(scratch / "batch" / "a.x3d.dae", cube);
-    const auto both = Morvane(scratch / "batch", {"*.dae"});
+    const auto both = RunMorvane(scratch / "batch", {"*.dae"});
     EXPECT_EQ(both.exitCode, 0);
     EXPECT_EQ(both.err, "morvane: a.dae.dae: refused: a.x3d.dae is an existing .dae file\n");
     EXPECT_EQ(ReadFile(scratch / "batch" / "a.x3d.dae"), cube);
@@ -128,7 +122,8 @@ TEST(OutputSafety, ADerivedNameNeverReplacesAnotherDocument) {
     WriteFile(scratch / "linked" / "a.dae", cube);
     WriteFile(scratch / "linked" / "c.dae", cube);
     fs::create_symlink("a.dae", scratch / "linked" / "c.x3d");
-    ExpectRefused(Morvane(scratch / "linked", {"c.dae"}), "morvane: c.dae: refused: a.dae is an existing .dae file\n");
+    ExpectRefused(RunMorvane(scratch / "linked", {"c.dae"}),
+                  "morvane: c.dae: refused: a.dae is an existing .dae file\n");
     EXPECT_EQ(ReadFile(scratch / "linked" / "a.dae"), cube);
     for (const char* directory : {"batch", "linked"}) EXPECT_TRUE(HiddenEntries(scratch / directory).empty());
 }
@@ -149,7 +144,7 @@ TEST(OutputSafety, ALinkInAStickyDirectoryIsFollowedOnlyForItsOwnerOrTheDirector
     };
 
     plant(nobody.uid);
-    ExpectRefused(Morvane(scratch.Path(), {"shared/m.dae"}),
+    ExpectRefused(RunMorvane(scratch.Path(), {"shared/m.dae"}),
                   "morvane: shared/m.dae: refused: shared/m.x3d is a symbolic link in a sticky directory, owned by "
                   "someone else\n");
     EXPECT_EQ(ReadFile(scratch / "victim"), "victim");
@@ -157,20 +152,16 @@ TEST(OutputSafety, ALinkInAStickyDirectoryIsFollowedOnlyForItsOwnerOrTheDirector
 
     // The user's own link, and a link of the directory's owner, are followed.
     plant(geteuid());
-    EXPECT_EQ(Morvane(scratch.Path(), {"shared/m.dae"}).err, "");
+    EXPECT_EQ(RunMorvane(scratch.Path(), {"shared/m.dae"}).err, "");
     EXPECT_NE(ReadFile(scratch / "victim").find("</X3D>"), std::string::npos);
     ASSERT_EQ(chown(shared.c_str(), nobody.uid, nobody.gid), 0);
     plant(nobody.uid);
-    EXPECT_EQ(Morvane(scratch.Path(), {"shared/m.dae"}).err, "");
+    EXPECT_EQ(RunMorvane(scratch.Path(), {"shared/m.dae"}).err, "");
     EXPECT_NE(ReadFile(scratch / "victim").find("</X3D>"), std::string::npos);
 }
 
 test::Ending MorvaneInto(const fs::path& directory, std::vector<std::string> args, int output) {
-    test::Launch launch;
-    launch.Directory = directory;
-    launch.Args = std::move(args);
-    launch.Stdout = output;
-    const auto ending = test::Execute(launch);
+    const auto ending = test::Execute({.Directory = directory, .Args = std::move(args), .Stdout = output});
     close(output);
     return ending;
 }
@@ -181,7 +172,7 @@ TEST(OutputSafety, DescriptorNamesAreWrittenThroughWithoutTruncating) {
     for (const auto& [name, base] : {std::pair{"/dev/stdout", "stdout"}, {"/proc/self/fd/1", "1"}}) {
         // The conversion into a plain file of the same base name, then the
         // progress marks, which wait in the console's buffer.
-        const auto plain = Morvane(scratch.Path(), {"in.dae", std::string(base) + ".x3d"});
+        const auto plain = RunMorvane(scratch.Path(), {"in.dae", std::string(base) + ".x3d"});
         const std::string expected = ReadFile(scratch / (std::string(base) + ".x3d")) + plain.out;
 
         // morvane in.dae /dev/stdout >> log
@@ -209,9 +200,7 @@ TEST(OutputSafety, AReadOnlyOutputIsRefusedAndAReplacedOneKeepsOwnerAndMode) {
     WriteFile(scratch / "in.dae", Cube());
     WriteFile(scratch / "in.x3d", "earlier");
     ASSERT_EQ(chmod((scratch / "in.x3d").c_str(), 0444), 0);
-    test::Launch launch;
-    launch.Directory = scratch.Path();
-    launch.Args = {"in.dae"};
+    test::Launch launch{.Directory = scratch.Path(), .Args = {"in.dae"}};
     // Root may write anything: the refusal is seen by an ordinary user.
     Account nobody;
     const bool root = Nobody(nobody);
@@ -229,7 +218,7 @@ TEST(OutputSafety, AReadOnlyOutputIsRefusedAndAReplacedOneKeepsOwnerAndMode) {
 
     // Replaced by root, the file stays the user's, with its mode.
     ASSERT_EQ(chmod((scratch / "in.x3d").c_str(), 0640), 0);
-    EXPECT_EQ(Morvane(scratch.Path(), {"in.dae"}).err, "");
+    EXPECT_EQ(RunMorvane(scratch.Path(), {"in.dae"}).err, "");
     struct stat status {};
     ASSERT_EQ(stat((scratch / "in.x3d").c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, nobody.uid);
@@ -244,7 +233,7 @@ TEST(OutputSafety, AnOutputNameAsLongAsTheFileSystemAllowsWorks) {
     ASSERT_GT(longest, 4);
     const std::string stem(static_cast<std::size_t>(longest) - 4, 'n');
     WriteFile(scratch / (stem + ".dae"), Cube());
-    const auto ending = Morvane(scratch.Path(), {stem + ".dae"});
+    const auto ending = RunMorvane(scratch.Path(), {stem + ".dae"});
     EXPECT_EQ(ending.err, "");
     EXPECT_TRUE(fs::exists(scratch / (stem + ".x3d")));
     EXPECT_TRUE(HiddenEntries(scratch.Path()).empty());
@@ -268,11 +257,8 @@ TEST(OutputSafety, ASignalRemovesTheTemporaryFileAndEndsTheProgramByItself) {
         int ends[2];
         ASSERT_EQ(pipe(ends), 0);
         if (signal == SIGPIPE) close(ends[0]);
-        test::Launch launch;
-        launch.Directory = scratch.Path();
-        launch.Args = {"many.dae"};
-        launch.Stdout = ends[1];
-        launch.TimeoutSeconds = 60;
+        test::Launch launch{
+            .Directory = scratch.Path(), .Args = {"many.dae"}, .Stdout = ends[1], .TimeoutSeconds = 60};
         launch.WhileRunning = [&](int pid) {
             if (signal == SIGPIPE) return;
             const bool waiting = AwaitTemporaryFile(scratch.Path());
@@ -311,10 +297,7 @@ TEST(OutputSafety, AFailedWriteEndsTheConversionAtOnceAndKeepsTheEarlierFile) {
     WriteFile(scratch / "many.dae", ManyNodes(100000));
     WriteFile(scratch / "many.x3d", "earlier");
     // At once: most of the nodes never print their '+'.
-    test::Launch launch;
-    launch.Directory = scratch.Path();
-    launch.Args = {"many.dae"};
-    launch.FileSizeLimit = 1 << 16;
+    test::Launch launch{.Directory = scratch.Path(), .Args = {"many.dae"}, .FileSizeLimit = 1 << 16};
     const auto limited = test::Execute(launch);
     EXPECT_EQ(limited.exitCode, 0);
     EXPECT_EQ(limited.err, "morvane: many.dae: cannot write many.x3d: File too large\n");
@@ -324,7 +307,7 @@ TEST(OutputSafety, AFailedWriteEndsTheConversionAtOnceAndKeepsTheEarlierFile) {
     // One byte short: only the last write, when the file is closed, fails.
     WriteFile(scratch / "cube.dae", Cube());
     fs::create_directory(scratch / "whole");
-    ASSERT_EQ(Morvane(scratch.Path(), {"cube.dae", "whole/cube.x3d"}).err, "");
+    ASSERT_EQ(RunMorvane(scratch.Path(), {"cube.dae", "whole/cube.x3d"}).err, "");
     WriteFile(scratch / "cube.x3d", "earlier");
     launch.Args = {"cube.dae"};
     launch.FileSizeLimit = static_cast<long>(fs::file_size(scratch / "whole" / "cube.x3d")) - 1;
@@ -336,7 +319,7 @@ TEST(OutputSafety, AFailedWriteEndsTheConversionAtOnceAndKeepsTheEarlierFile) {
     const SmallDisk disk(scratch / "disk");
     if (!disk.Mounted()) GTEST_SKIP() << "mounting a small tmpfs needs root";
     WriteFile(scratch / "disk" / "many.x3d", "earlier");
-    const auto full = Morvane(scratch.Path(), {"many.dae", "disk/many.x3d"});
+    const auto full = RunMorvane(scratch.Path(), {"many.dae", "disk/many.x3d"});
     EXPECT_EQ(full.exitCode, 0);
     EXPECT_EQ(full.err, "morvane: many.dae: cannot write disk/many.x3d: No space left on device\n");
     EXPECT_LT(CountOf(full.out, '+'), 10000u);

@@ -10,17 +10,6 @@
 namespace morvane {
 namespace {
 
-TEST(NameIndex, FindsWhatAWalkInOrderFinds) {
-    NameIndex<int> index;
-    int next = 0;
-    test::ExpectFirstMatches(
-        [&](const std::string& name) {
-            index.Note(name, ++next);
-            return next;
-        },
-        [&](const std::string& name) { return index.Find(name); }, [&] { index.Clear(); }, 1);
-}
-
 TEST(NameChains, VisitTheEntriesOfANameInListOrder) {
     std::mt19937 random(2);
     const auto& names = test::AwkwardNames();

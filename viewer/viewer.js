@@ -50,6 +50,10 @@ function sceneNodes(browser) {
 // those vertices (null when there are none) and, apart, the box that X_ITE
 // itself gives the scene's layer (its bounding boxes grow when a child's
 // box is turned, so this one can be larger than the vertices' box).
+// faceTriangles counts the triangles the faces stand for, n - 2 for each
+// IndexedFaceSet face of n >= 3 indices, and the drawn ones for other
+// geometry: X_ITE's tessellator (convex='false') leaves out triangles of no
+// area, which the drawn count then lacks.
 function drawnGeometry(browser) {
     const identity = new X3D.SFMatrix4f().getValue();
     const shapes = [];
@@ -57,7 +61,7 @@ function drawnGeometry(browser) {
         root?.getValue().getShapes?.(shapes, identity);
 
     const low = [Infinity, Infinity, Infinity], high = [-Infinity, -Infinity, -Infinity];
-    const counts = { shapes: shapes.length, triangles: 0, lines: 0, points: 0 };
+    const counts = { shapes: shapes.length, triangles: 0, faceTriangles: 0, lines: 0, points: 0 };
     for (const { modelMatrix: m, shapeNode } of shapes) {
         const geometry = shapeNode.getGeometry();
         const field = geometry?.getVertices?.();
@@ -67,7 +71,12 @@ function drawnGeometry(browser) {
         switch (geometry.getGeometryType()) {
             case 0: counts.points += perVertex; break;
             case 1: counts.lines += perVertex / 2; break;
-            default: counts.triangles += perVertex / 3; break;
+            default:
+                counts.triangles += perVertex / 3;
+                counts.faceTriangles += geometry.getTypeName() !== "IndexedFaceSet" ? perVertex / 3
+                    : geometry.getCoord() ? faceTriangles(geometry._coordIndex.getValue(), geometry._coordIndex.length)
+                    : 0;
+                break;
         }
         // X_ITE's matrices act on row vectors: p' = p M.
         for (let i = 0; i < length; i += 4) {
@@ -93,6 +102,18 @@ function drawnGeometry(browser) {
             browserBox = { min: [min.x, min.y, min.z], max: [max.x, max.y, max.z] };
     }
     return { ...counts, box, browserBox };
+}
+
+// The triangles that the first LENGTH numbers of a coordIndex stand for,
+// n - 2 for each face of n >= 3 indices (a last face needs no -1).
+function faceTriangles(coordIndex, length) {
+    let triangles = 0, corners = 0;
+    for (let i = 0; i <= length; i++) {
+        if (i < length && coordIndex[i] >= 0) { corners++; continue; }
+        if (corners >= 3) triangles += corners - 2;
+        corners = 0;
+    }
+    return triangles;
 }
 
 // Why a URL could not be loaded: the server's answer when it was not a

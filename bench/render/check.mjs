@@ -16,7 +16,8 @@
 // Beside the load state, messages, textures and drawn share, each loaded
 // file gets "geometry", what X_ITE draws of it (viewer/viewer.js,
 // drawnGeometry: counts of triangles, lines, points and shape instances,
-// the world box of the drawn vertices and X_ITE's own scene box), and
+// the triangles the faces stand for, the world box of the drawn vertices
+// and X_ITE's own scene box), and
 // "notFound", the URLs the page asked for and the server did not have.
 
 import { createRequire } from "node:module";

@@ -62,7 +62,7 @@ function pathOf(url) {
 
 // Splits a file's console messages: those that stand for an image that the
 // server did not have, and the rest.
-export function sortMessages(file) {
+function sortMessages(file) {
     const notFound = new Set(file.notFound ?? []);
     const missing = [], other = [];
     let unmatched404 = notFound.size;

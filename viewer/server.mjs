@@ -2,7 +2,7 @@
 // A tiny static server for the viewer page, on 127.0.0.1 only.
 //
 //   node viewer/server.mjs [--port N] [DIR]
-//   node viewer/server.mjs [--port N] --mounts FILE
+//   node viewer/server.mjs [--port N] --mounts FILE [--root DIR]...
 //
 // It serves the page at /, X_ITE from viewer/node_modules/x_ite/dist at
 // /x_ite/, and the files to look at under /files/:
@@ -12,14 +12,18 @@
 //   /files/ and whose values are lists of directories, /files/KEY/NAME is
 //   NAME taken from the first of KEY's directories that has it. bench/render-check
 //   uses this to serve an output as if it lay beside its COLLADA document,
-//   where the document's images are.
+//   where the document's images are. /files/KEY/PATH, for a PATH of several
+//   parts, stands for the absolute path /PATH: in the first of KEY's
+//   directories it is looked up like a NAME, elsewhere it is served when it
+//   lies below one of the --root folders. So an output served by its
+//   absolute path finds what it names by a relative URL, as on disk.
 //
 // --port 0 takes a free port. The first line printed is
 // "listening on http://127.0.0.1:PORT/"; then, with DIR, a link to the page
 // for each .x3d file directly in DIR. It runs until it is stopped.
 
 import { createServer } from "node:http";
-import { createReadStream, readFileSync, readdirSync, statSync } from "node:fs";
+import { createReadStream, readFileSync, readdirSync, realpathSync, statSync } from "node:fs";
 import { dirname, extname, join, resolve, sep } from "node:path";
 import { fileURLToPath } from "node:url";
 
@@ -45,22 +49,24 @@ const types = {
 };
 
 function usage() {
-    console.error("usage: viewer/serve [--port N] [DIR | --mounts FILE]");
+    console.error("usage: viewer/serve [--port N] [DIR | --mounts FILE [--root DIR]...]");
     process.exit(2);
 }
 
 let port = 8000;
 let mounts = null;
 let dir = null;
+const roots = [];
 const args = process.argv.slice(2);
 while (args.length) {
     const arg = args.shift();
     if (arg === "--port" && args.length) port = Number(args.shift());
     else if (arg === "--mounts" && args.length) mounts = JSON.parse(readFileSync(args.shift(), "utf8"));
+    else if (arg === "--root" && args.length) roots.push(realpathSync(resolve(args.shift())));
     else if (!arg.startsWith("-") && dir === null) dir = arg;
     else usage();
 }
-if (!Number.isInteger(port) || port < 0 || port > 65535 || (mounts && dir !== null)) usage();
+if (!Number.isInteger(port) || port < 0 || port > 65535 || (mounts && dir !== null) || (roots.length && !mounts)) usage();
 const listed = !mounts;
 if (!mounts) mounts = { "": [resolve(dir ?? ".")] };
 if (listed && !statSync(mounts[""][0], { throwIfNoEntry: false })?.isDirectory()) {
@@ -83,7 +89,21 @@ function locate(path) {
     if (parts[0] !== "files") return null;
     const rest = parts.slice(1);
     const key = rest.length > 1 && Object.hasOwn(mounts, rest[0]) && rest[0] !== "" ? rest.shift() : "";
-    for (const root of mounts[key] ?? []) {
+    const folders = mounts[key] ?? [];
+    if (rest.length > 1 && key !== "") {
+        const file = join(sep, ...rest);
+        if (folders.length && dirname(file) === resolve(folders[0])) return inFolders(folders, [rest.at(-1)]);
+        return isFile(file) && below(realpathSync(file), roots) ? file : null;
+    }
+    return inFolders(folders, rest);
+}
+
+function below(file, folders) {
+    return folders.some(folder => file.startsWith(folder.endsWith(sep) ? folder : folder + sep));
+}
+
+function inFolders(folders, rest) {
+    for (const root of folders) {
         const file = join(root, ...rest);
         if (isFile(file)) return file;
     }

@@ -3,8 +3,9 @@
 // why it failed.
 //
 // For scripts that drive the page (bench/render-check): window.viewer.done
-// is a promise of the last load's outcome, { url, loaded, error }, and
-// window.viewer.nodes() lists the nodes of the scene shown.
+// is a promise of the last load's outcome, { url, loaded, error },
+// window.viewer.nodes() lists the nodes of the scene shown, and
+// window.viewer.geometry() measures what it draws (see drawnGeometry).
 
 "use strict";
 
@@ -35,6 +36,84 @@ function sceneNodes(browser) {
     };
     for (const node of browser.currentScene.rootNodes) visit(node);
     return order;
+}
+
+// What X_ITE draws of the current scene, taken from its own data: each
+// Shape it would draw (visible, with a geometry) once per path from a root
+// node, so a Shape under a USE'd Transform counts once per use, with the
+// model matrix of that path (X_ITE's getShapes, the walk its StaticGroup
+// uses), and the vertices of its geometry as X_ITE built them for the GPU
+// (four numbers a vertex): triangles for faces, where an IndexedFaceSet's
+// polygon of n corners is n - 2 triangles (fewer when X_ITE drops a face of
+// fewer than three corners or a degenerate one), pairs for line sets, one a
+// point for point sets. Returns the counts, the world-space box of all
+// those vertices (null when there are none) and, apart, the box that X_ITE
+// itself gives the scene's layer (its bounding boxes grow when a child's
+// box is turned, so this one can be larger than the vertices' box).
+// faceTriangles counts the triangles the faces stand for, n - 2 for each
+// IndexedFaceSet face of n >= 3 indices, and the drawn ones for other
+// geometry: X_ITE's tessellator (convex='false') leaves out triangles of no
+// area, which the drawn count then lacks.
+function drawnGeometry(browser) {
+    const identity = new X3D.SFMatrix4f().getValue();
+    const shapes = [];
+    for (const root of browser.currentScene.rootNodes)
+        root?.getValue().getShapes?.(shapes, identity);
+
+    const low = [Infinity, Infinity, Infinity], high = [-Infinity, -Infinity, -Infinity];
+    const counts = { shapes: shapes.length, triangles: 0, faceTriangles: 0, lines: 0, points: 0 };
+    for (const { modelMatrix: m, shapeNode } of shapes) {
+        const geometry = shapeNode.getGeometry();
+        const field = geometry?.getVertices?.();
+        if (!field) continue;
+        const vertices = field.getValue(), length = field.length;
+        const perVertex = length / 4;
+        switch (geometry.getGeometryType()) {
+            case 0: counts.points += perVertex; break;
+            case 1: counts.lines += perVertex / 2; break;
+            default:
+                counts.triangles += perVertex / 3;
+                counts.faceTriangles += geometry.getTypeName() !== "IndexedFaceSet" ? perVertex / 3
+                    : geometry.getCoord() ? faceTriangles(geometry._coordIndex.getValue(), geometry._coordIndex.length)
+                    : 0;
+                break;
+        }
+        // X_ITE's matrices act on row vectors: p' = p M.
+        for (let i = 0; i < length; i += 4) {
+            const x = vertices[i], y = vertices[i + 1], z = vertices[i + 2];
+            const world = [x * m[0] + y * m[4] + z * m[8] + m[12],
+                           x * m[1] + y * m[5] + z * m[9] + m[13],
+                           x * m[2] + y * m[6] + z * m[10] + m[14]];
+            for (let axis = 0; axis < 3; axis++) {
+                if (world[axis] < low[axis]) low[axis] = world[axis];
+                if (world[axis] > high[axis]) high[axis] = world[axis];
+            }
+        }
+    }
+    const box = low[0] <= high[0] ? { min: low, max: high } : null;
+
+    let browserBox = null;
+    const layer = browser.getActiveLayer?.();
+    if (layer) {
+        const bbox = layer.getBBox(new X3D.Box3());
+        const min = new X3D.Vector3(), max = new X3D.Vector3();
+        bbox.getExtents(min, max);
+        if (!bbox.size.equals(X3D.Vector3.ZERO) || !bbox.center.equals(X3D.Vector3.ZERO))
+            browserBox = { min: [min.x, min.y, min.z], max: [max.x, max.y, max.z] };
+    }
+    return { ...counts, box, browserBox };
+}
+
+// The triangles that the first LENGTH numbers of a coordIndex stand for,
+// n - 2 for each face of n >= 3 indices (a last face needs no -1).
+function faceTriangles(coordIndex, length) {
+    let triangles = 0, corners = 0;
+    for (let i = 0; i <= length; i++) {
+        if (i < length && coordIndex[i] >= 0) { corners++; continue; }
+        if (corners >= 3) triangles += corners - 2;
+        corners = 0;
+    }
+    return triangles;
 }
 
 // Why a URL could not be loaded: the server's answer when it was not a
@@ -93,7 +172,11 @@ function start(browser) {
     });
 }
 
-window.viewer = { done: new Promise(() => {}), nodes: () => sceneNodes(X3D.getBrowser(canvas)) };
+window.viewer = {
+    done: new Promise(() => {}),
+    nodes: () => sceneNodes(X3D.getBrowser(canvas)),
+    geometry: () => drawnGeometry(X3D.getBrowser(canvas)),
+};
 
 X3D(() => start(X3D.getBrowser(canvas)),
     error => say(`The X3D browser did not start: ${error?.message ?? error}`, true));

@@ -12,6 +12,13 @@
 // something, 1 when one did not or when the page asked for anything away
 // from 127.0.0.1 (such requests are blocked). A null URL stands for a
 // document that gave no output.
+//
+// Beside the load state, messages, textures and drawn share, each loaded
+// file gets "geometry", what X_ITE draws of it (viewer/viewer.js,
+// drawnGeometry: counts of triangles, lines, points and shape instances,
+// the triangles the faces stand for, the world box of the drawn vertices
+// and X_ITE's own scene box), and
+// "notFound", the URLs the page asked for and the server did not have.
 
 import { createRequire } from "node:module";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
@@ -44,8 +51,9 @@ const files = JSON.parse(readFileSync(options.list, "utf8"));
 
 // Runs in the page once the file has loaded: frames everything, renders
 // once as it is and once with every Shape hidden, and compares the two.
-// Returns the first render as a PNG data URL, the changed share and the
-// state of every ImageTexture.
+// Returns the first render as a PNG data URL, the changed share, the
+// state of every ImageTexture and what the scene draws (the page's
+// window.viewer.geometry(): triangle, line and point counts and boxes).
 async function measure(tolerance) {
     const element = document.getElementById("view");
     const browser = X3D.getBrowser(element);
@@ -76,6 +84,7 @@ async function measure(tolerance) {
 
     browser.viewAll(0);
     const shown = await pixels();
+    const geometry = window.viewer.geometry();
     const visible = shapes.map(shape => shape.visible);
     for (const shape of shapes) shape.visible = false;
     const hidden = await pixels();
@@ -91,7 +100,7 @@ async function measure(tolerance) {
             }
         }
     }
-    return { png: shown.png, shapes: shapes.length, drawnShare: changed / count, textures };
+    return { png: shown.png, shapes: shapes.length, drawnShare: changed / count, textures, geometry };
 }
 
 function withTimeout(promise, what) {
@@ -114,7 +123,7 @@ function isLocal(url) {
 async function check(browser, file) {
     const result = { name: file.name, source: file.source, url: file.url, loaded: false, error: null,
                      messages: [], textures: [], shapes: 0, drawnShare: 0, drewSomething: false,
-                     png: null, outsideRequests: [] };
+                     geometry: null, notFound: [], png: null, outsideRequests: [] };
     const page = await browser.newPage();
     try {
         await page.setViewport({ width, height });
@@ -123,6 +132,9 @@ async function check(browser, file) {
             if (isLocal(request.url())) return request.continue();
             result.outsideRequests.push(request.url());
             return request.abort("blockedbyclient");
+        });
+        page.on("response", response => {
+            if (response.status() === 404) result.notFound.push(response.url());
         });
         page.on("console", message => {
             const type = message.type();
@@ -148,6 +160,7 @@ async function check(browser, file) {
             result.textures = measured.textures;
             result.drawnShare = Number(measured.drawnShare.toFixed(5));
             result.drewSomething = measured.drawnShare > DRAWN_SHARE;
+            result.geometry = measured.geometry;
             result.png = file.png;
             writeFileSync(join(options.out, file.png), Buffer.from(measured.png.split(",")[1], "base64"));
         }

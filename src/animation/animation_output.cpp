@@ -6,10 +6,10 @@
 #include <cstdio>
 
 #include "animation/animation_node.h"
-#include "events/name_index.h"
 #include "geometry/source_arrays.h"
 #include "geometry/text_output.h"
 #include "nodes/transform_values.h"
+#include "support/name_index.h"
 
 namespace morvane {
 

@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "events/name_index.h"
-#include "events/record_list.h"
 #include "nodes/x3d_node.h"
+#include "support/name_index.h"
+#include "support/record_list.h"
 
 namespace morvane {
 

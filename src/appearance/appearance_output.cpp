@@ -5,7 +5,7 @@
 
 #include "appearance/appearance_node.h"
 #include "events/central_object.h"
-#include "events/number_text.h"
+#include "support/number_text.h"
 
 namespace morvane {
 

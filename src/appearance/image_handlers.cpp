@@ -4,8 +4,8 @@
 
 #include "animation/animation_node.h"
 #include "events/central_object.h"
-#include "events/path_text.h"
 #include "geometry/source_arrays.h"
+#include "support/path_text.h"
 
 namespace morvane {
 

@@ -3,7 +3,7 @@
 #include <span>
 
 #include "events/central_object.h"
-#include "events/number_text.h"
+#include "support/number_text.h"
 
 namespace morvane {
 

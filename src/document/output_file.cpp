@@ -13,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
-#include "events/path_text.h"
 #include "events/xml_reader.h"
+#include "support/path_text.h"
 
 namespace morvane {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "events/central_object.h"
-#include "events/path_text.h"
+#include "support/path_text.h"
 
 namespace morvane {
 

@@ -12,7 +12,7 @@
 #include "document/output_file.h"
 #include "driver/command_line.h"
 #include "events/central_object.h"
-#include "events/path_text.h"
+#include "support/path_text.h"
 
 namespace morvane {
 

@@ -1,8 +1,8 @@
 #include "events/central_object.h"
 
 #include "animation/animation_node.h"
-#include "events/narrow_text.h"
 #include "geometry/mesh_node.h"
+#include "support/narrow_text.h"
 
 namespace morvane {
 

@@ -17,7 +17,6 @@
 
 #include "appearance/appearance_node.h"
 #include "document/output_file.h"
-#include "events/name_index.h"
 #include "events/element_kinds.h"
 #include "events/tag_handler.h"
 #include "events/xml_reader.h"
@@ -25,6 +24,7 @@
 #include "nodes/x3d_node.h"
 #include "scene/light_nodes.h"
 #include "scene/viewpoint_node.h"
+#include "support/name_index.h"
 
 namespace morvane {
 

@@ -5,8 +5,8 @@
 #include <cassert>
 #include <cmath>
 
-#include "events/name_index.h"
 #include "events/xml_reader.h"
+#include "support/name_index.h"
 
 namespace morvane {
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "events/central_object.h"
-#include "events/number_text.h"
 #include "geometry/mesh_node.h"
 #include "geometry/source_arrays.h"
+#include "support/number_text.h"
 
 namespace morvane {
 

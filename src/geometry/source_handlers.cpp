@@ -2,10 +2,10 @@
 
 #include "animation/animation_node.h"
 #include "events/central_object.h"
-#include "events/number_text.h"
 #include "geometry/mesh_node.h"
 #include "geometry/primitive_handlers.h"
 #include "geometry/source_arrays.h"
+#include "support/number_text.h"
 
 namespace morvane {
 

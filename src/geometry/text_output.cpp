@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "document/output_file.h"
-#include "events/number_text.h"
+#include "support/number_text.h"
 
 namespace morvane {
 

@@ -12,8 +12,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "events/name_index.h"
 #include "nodes/transform_values.h"
+#include "support/name_index.h"
 
 namespace morvane {
 

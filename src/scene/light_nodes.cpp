@@ -2,7 +2,7 @@
 
 #include <span>
 
-#include "events/number_text.h"
+#include "support/number_text.h"
 
 namespace morvane {
 

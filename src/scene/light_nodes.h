@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "events/name_index.h"
 #include "nodes/x3d_node.h"
+#include "support/name_index.h"
 
 namespace morvane {
 

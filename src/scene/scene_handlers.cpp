@@ -3,9 +3,9 @@
 #include <span>
 
 #include "events/central_object.h"
-#include "events/number_text.h"
 #include "scene/light_nodes.h"
 #include "scene/viewpoint_node.h"
+#include "support/number_text.h"
 
 namespace morvane {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "events/narrow_text.h"
+#include "support/narrow_text.h"
 #include "test_support.h"
 
 namespace morvane {

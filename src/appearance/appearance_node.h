@@ -3,7 +3,6 @@
 #pragma once
 
 #include <array>
-#include <cstdio>
 #include <deque>
 #include <memory>
 #include <string>
@@ -63,7 +62,7 @@ public:
 
     // The Appearance element with its Material and textures the first time,
     // a USE line after it.
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     std::string Name;
     std::string Id;
@@ -78,8 +77,8 @@ public:
     std::string EffectRef;
 
 private:
-    void WriteMaterial(std::FILE* stream, int indent);
-    void WriteTexture(std::FILE* stream, const TextureSlot& slot, int indent);
+    void WriteMaterial(TextOutput& out, int indent);
+    void WriteTexture(TextOutput& out, const TextureSlot& slot, int indent);
 };
 
 // Every appearance of a document, in the order the materials ended, found

@@ -7,35 +7,34 @@
 
 namespace morvane {
 
-void X3dConverter::WriteLibraries() {
-    std::FILE* out = OutputFile.Get();
-    std::fputs("\t\t<ProtoDeclare name='Library'>\n", out);
-    std::fputs("\t\t\t<ProtoInterface>\n", out);
-    std::fputs("\t\t\t\t<field name='contents' type='MFNode' accessType='inputOutput'/>\n", out);
-    std::fputs("\t\t\t</ProtoInterface>\n", out);
-    std::fputs("\t\t</ProtoDeclare>\n", out);
+void X3dConverter::WriteLibraries(TextOutput& out) {
+    out.Put("\t\t<ProtoDeclare name='Library'>\n");
+    out.Put("\t\t\t<ProtoInterface>\n");
+    out.Put("\t\t\t\t<field name='contents' type='MFNode' accessType='inputOutput'/>\n");
+    out.Put("\t\t\t</ProtoInterface>\n");
+    out.Put("\t\t</ProtoDeclare>\n");
 
     if (!Images.empty()) {
-        std::fputs("\t\t<ProtoInstance name='Library' DEF='ImageLibrary'>\n", out);
+        out.Put("\t\t<ProtoInstance name='Library' DEF='ImageLibrary'>\n");
         for (const auto& image : Images) {
             if (!image->Url.empty()) image->Write(out, 0);
         }
-        std::fputs("\t\t</ProtoInstance>\n", out);
+        out.Put("\t\t</ProtoInstance>\n");
     }
 
-    std::fputs("\t\t<ProtoInstance name='Library' DEF='AppearanceLibrary'>\n", out);
+    out.Put("\t\t<ProtoInstance name='Library' DEF='AppearanceLibrary'>\n");
     for (AppearanceNode& appearance : Appearances) appearance.Write(out, 0);
-    std::fputs("\t\t</ProtoInstance>\n\n", out);
+    out.Put("\t\t</ProtoInstance>\n\n");
 
-    std::fputs("\t\t<ProtoInstance name='Library' DEF='MeshLibrary'>\n", out);
+    out.Put("\t\t<ProtoInstance name='Library' DEF='MeshLibrary'>\n");
     for (const auto& mesh : MeshLibrary->Children()) {
         if (mesh->Coordinates.empty()) continue;
         std::fputs("!", stdout);
         mesh->Write(out, 0);
     }
-    std::fputs("\t\t</ProtoInstance>\n\n", out);
+    out.Put("\t\t</ProtoInstance>\n\n");
 
-    WriteIndentedNode(*LibraryRoot, 4);
+    LibraryRoot->Write(out, 4);
 }
 
 }  // namespace morvane

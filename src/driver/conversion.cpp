@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <memory>
+#include <optional>
 
 #include "document/output_file.h"
 #include "driver/command_line.h"
@@ -17,6 +18,13 @@
 namespace morvane {
 
 namespace {
+
+// The code of a parse that the console reports. This reader never ends a
+// parse with it, so that report cannot happen here; the driver keeps it all
+// the same.
+constexpr ResultCode kResultParseAborted = 0x800400CA;
+// The code of any other failed parse.
+constexpr ResultCode kResultFailed = 0x80004005;
 
 // The set-up and the detaching of the reader cannot fail here (there is no
 // component to create); their checks keep the exit code the design gives.
@@ -80,14 +88,6 @@ std::string NothingToConvert(const SeenKinds& seen) {
 void Report(const ConsoleStreams& console, const std::string& input, const std::string& reason) {
     std::fprintf(console.err, "morvane: %s: %s\n", input.c_str(), reason.c_str());
 }
-
-// Writes its document into memory, whatever the output's name.
-class InMemoryConverter final : public X3dConverter {
-public:
-    ResultCode OpenOutput(const std::string&) override {
-        return OutputFile.OpenInMemory() ? kResultOk : kResultFailed;
-    }
-};
 
 }  // namespace
 
@@ -196,15 +196,21 @@ int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& 
     }
 
     converter.OutputFileName = outputName;
-    const ResultCode result = reader.ParseUrl(input, batchMatch);
+    std::optional<ConversionError> failure;
+    try {
+        reader.ParseUrl(input, batchMatch);
+    } catch (const ConversionError& error) {
+        failure = error;
+    }
+    const ResultCode result = failure ? kResultFailed : kResultOk;
     if (result == kResultParseAborted) {
         std::fprintf(console.out, "\nParse\tresult code: %08x\n\n", result);
     } else if (result != kResultOk) {
         TraceError("\nError %08lx\n\n", result);
     }
     std::fflush(console.out);
-    if (result != kResultOk) {
-        Report(console, input, reader.FailureReason());
+    if (failure) {
+        Report(console, input, failure->Message());
     } else if (!converter.OutputWritten) {
         Report(console, input, NothingToConvert(converter.Seen));
     }
@@ -213,15 +219,21 @@ int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& 
 
 std::string ConvertInMemory(std::string_view document, const std::vector<std::string>& options,
                             const std::string& outputName, std::size_t chunkSize) {
-    InMemoryConverter converter;
+    X3dConverter converter;
+    MemorySink text;
+    converter.Output = &text;
     std::vector<std::string> args{"morvane"};
     args.insert(args.end(), options.begin(), options.end());
     ApplyArguments(args, converter);
     converter.OutputFileName = outputName;
     XmlReader reader;
     reader.PutContentHandler(&converter);
-    reader.ParseBuffer(document, chunkSize);
-    return converter.OutputFile.TakeText();
+    try {
+        reader.ParseBuffer(document, chunkSize);
+    } catch (const ConversionError&) {
+        return {};
+    }
+    return text.TakeText();
 }
 
 int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& console) {

@@ -8,23 +8,20 @@ namespace morvane {
 
 // ---- TagDispatcher ----
 
-ResultCode TagDispatcher::startElement(std::string_view localName, const AttributeList& attributes) {
+void TagDispatcher::startElement(std::string_view localName, const AttributeList& attributes) {
     startName_.assign(NarrowView(localName, scratch_));
     TagHandler* handler = byName_.Find(startName_);
     if (handler != nullptr && handler->Start(startName_, attributes)) CurrentHandler = handler;
     Seen.Note(startName_);
-    return kResultOk;
 }
 
-ResultCode TagDispatcher::endElement(std::string_view localName) {
+void TagDispatcher::endElement(std::string_view localName) {
     endName_.assign(NarrowView(localName, scratch_));
     if (TagHandler* handler = byName_.Find(endName_)) handler->End(endName_);
-    return kResultOk;
 }
 
-ResultCode TagDispatcher::characters(const char* chars, std::size_t count) {
+void TagDispatcher::characters(const char* chars, std::size_t count) {
     if (CurrentHandler != nullptr && CurrentHandler->IsOpen) CurrentHandler->AppendText(chars, count);
-    return kResultOk;
 }
 
 TagHandler* TagDispatcher::FindHandler(std::string_view name) const { return byName_.Find(name); }
@@ -54,19 +51,17 @@ ColladaReader::ColladaReader() {
 
 ColladaReader::~ColladaReader() = default;
 
-ResultCode ColladaReader::startDocument() {
+void ColladaReader::startDocument() {
     ClearDocument();
     Reset();
     MeshLibrary = std::make_unique<morvane::MeshLibrary>(this);
     SceneRoot = std::make_unique<TransformNode>("Scene", this);
     LibraryRoot = std::make_unique<TransformNode>("Library", this);
-    return kResultOk;
 }
 
-ResultCode ColladaReader::endDocument() {
+void ColladaReader::endDocument() {
     Write();
     MeshLibrary.reset();
-    return kResultOk;
 }
 
 void ColladaReader::Reset() {
@@ -87,13 +82,7 @@ TransformNode* ColladaReader::FindLibraryNode(std::string_view id) {
     return libraryIndex_->Find(id);
 }
 
-ResultCode ColladaReader::OpenOutput(const std::string& name) {
-    return OutputFile.Open(name) ? kResultOk : kResultFailed;
-}
-
 void ColladaReader::ClearDocument() {
-    // A write that never finished leaves its target as it was.
-    OutputFile.Abandon();
     ClearHandlers();
     RegisterHandlers();
     PositionSourceId.clear();

@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "appearance/appearance_node.h"
-#include "document/output_file.h"
 #include "events/element_kinds.h"
 #include "events/tag_handler.h"
 #include "events/xml_reader.h"
@@ -25,6 +24,7 @@
 #include "scene/light_nodes.h"
 #include "scene/viewpoint_node.h"
 #include "support/name_index.h"
+#include "support/text_output.h"
 
 namespace morvane {
 
@@ -32,21 +32,21 @@ class AnimationNode;
 
 class SaxContentBase : public SaxContentHandler {
 public:
-    ResultCode startDocument() override { return kResultOk; }
-    ResultCode endDocument() override { return kResultOk; }
-    ResultCode startElement(std::string_view, const AttributeList&) override { return kResultOk; }
-    ResultCode endElement(std::string_view) override { return kResultOk; }
-    ResultCode characters(const char*, std::size_t) override { return kResultOk; }
+    void startDocument() override {}
+    void endDocument() override {}
+    void startElement(std::string_view, const AttributeList&) override {}
+    void endElement(std::string_view) override {}
+    void characters(const char*, std::size_t) override {}
 };
 
 class TagDispatcher : public SaxContentBase {
 public:
     // Offers a start tag to the handlers; the one that accepts becomes
     // CurrentHandler, after its Start has run.
-    ResultCode startElement(std::string_view localName, const AttributeList& attributes) override;
-    ResultCode endElement(std::string_view localName) override;
+    void startElement(std::string_view localName, const AttributeList& attributes) override;
+    void endElement(std::string_view localName) override;
     // Text goes to CurrentHandler while it is open, and is dropped otherwise.
-    ResultCode characters(const char* chars, std::size_t count) override;
+    void characters(const char* chars, std::size_t count) override;
 
     TagHandler* FindHandler(std::string_view name) const;
     template <class T>
@@ -83,16 +83,14 @@ public:
 
     // A clean start: the model of the previous document is dropped, every
     // handler starts anew, and only the options carry over.
-    ResultCode startDocument() override;
-    ResultCode endDocument() override;
+    void startDocument() override;
+    void endDocument() override;
     void documentBytes(std::uint64_t bytes) override { InputBytes = bytes; }
 
     // Sets the per-document scalars back to their start values.
     virtual void Reset();
     // Writes the X3D document; nothing at this layer.
     virtual void Write();
-    // Opens OutputFile for writing: 0, or 0x80004005 if it can't be opened.
-    virtual ResultCode OpenOutput(const std::string& name);
 
     // The node that scene elements attach to: the top of NodeStack, or null
     // while no library element has opened.
@@ -132,8 +130,10 @@ public:
     float CreaseAngle = 60.0f;  // degrees
     bool SmoothMeshes = true;
 
+    // Where the text of the output goes; null: to the file OutputFileName.
+    OutputSink* Output = nullptr;
+
     // Per-document state.
-    OutputStream OutputFile;
     std::string PositionSourceId;
     std::string CurrentGeometryId;
     ViewpointNode CurrentCamera;
@@ -162,7 +162,7 @@ public:
     std::uint64_t InputBytes = 0;
     // Triangles that count attributes promise beyond their p lists, summed.
     std::int64_t MissingTriangles = 0;
-    // Whether the output file was written whole.
+    // Whether the output was written whole.
     bool OutputWritten = false;
 
     // Owner of the shapes, viewpoints, lights and animations of a document,
@@ -182,13 +182,10 @@ class X3dConverter : public ColladaReader {
 public:
     void Write() override;
 
-    // Flushes the output, then has the node write itself at `indent`.
-    void WriteIndentedNode(X3dNode& node, int indent);
-
 private:
-    void WriteDocument();
-    void WriteLibraries();
-    void WriteViewpoints();
+    void WriteDocument(TextOutput& out);
+    void WriteLibraries(TextOutput& out);
+    void WriteViewpoints(TextOutput& out);
 };
 
 }  // namespace morvane

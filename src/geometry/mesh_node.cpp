@@ -5,7 +5,7 @@
 #include <numeric>
 #include <utility>
 
-#include "events/xml_reader.h"
+#include "support/conversion_error.h"
 
 namespace morvane {
 
@@ -24,7 +24,7 @@ constexpr std::size_t kMaxEntries = 0x7FFFFFFFu;
 constexpr std::size_t kSourcesPerCorner = 8;
 
 void AppendPlain(PointList& target, const std::vector<Corner>& corners, double scale, FaceIndexList& faces) {
-    if (target.size() + corners.size() > kMaxEntries) throw UnreadableDocument(kTooManyEntries);
+    if (target.size() + corners.size() > kMaxEntries) throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);
     auto next = static_cast<std::int32_t>(target.size());
     for (const Corner& corner : corners) {
         target.Append(corner.Point, scale);
@@ -86,7 +86,7 @@ void FaceIndexList::StoreIndices() {
 }
 
 void FaceIndexList::CloseFace() {
-    if (count_ > kMaxEntries) throw UnreadableDocument(kTooManyEntries);
+    if (count_ > kMaxEntries) throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);
     const std::size_t end = count_;
     if (ends_.empty()) {
         if (faces_ == 0) length_ = end;

@@ -124,7 +124,7 @@ public:
 
     // The IndexedFaceSet or IndexedLineSet element; a face set already
     // written gives a USE line.
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     MeshKind Kind = MeshKind::kFaceSet;
     std::string MaterialName;
@@ -151,8 +151,8 @@ private:
         std::vector<std::uint32_t> BySource;
     };
 
-    void WriteFaceSet(std::FILE* stream, int indent);
-    void WriteLineSet(std::FILE* stream, int indent);
+    void WriteFaceSet(TextOutput& out, int indent);
+    void WriteLineSet(TextOutput& out, int indent);
 
     std::array<WeldChannel, 3> welding_;
 };

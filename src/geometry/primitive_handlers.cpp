@@ -9,6 +9,7 @@
 #include "geometry/mesh_node.h"
 #include "geometry/source_arrays.h"
 #include "support/number_text.h"
+#include "support/conversion_error.h"
 
 namespace morvane {
 
@@ -214,7 +215,9 @@ bool TrianglesHandler::End(const std::string& name) {
     ScanInt(Count, count);
     const std::int64_t whole = width == 0 ? 0 : static_cast<std::int64_t>(list.size() / (3 * width));
     if (count > whole) owner.MissingTriangles += count - whole;
-    if (owner.MissingTriangles > kMaxMissingTriangles) throw UnreadableDocument(kCountsFarBeyondLists);
+    if (owner.MissingTriangles > kMaxMissingTriangles) {
+        throw ConversionError(ErrorKind::kCountsBeyondLists, kCountsFarBeyondLists);
+    }
 
     CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, VertexOffset, NormalOffset,
                         TexcoordOffset);

@@ -6,6 +6,7 @@
 #include "scene/light_nodes.h"
 #include "scene/viewpoint_node.h"
 #include "support/number_text.h"
+#include "support/conversion_error.h"
 
 namespace morvane {
 
@@ -54,7 +55,7 @@ bool NodeHandler::Start(const std::string& name, const AttributeList& attributes
     if (parent == nullptr) return true;
     // The stack holds the library root below the nodes.
     if (reader.NodeStack.size() > static_cast<std::size_t>(kMaxSceneDepth)) {
-        throw UnreadableDocument(kNestedTooDeep);
+        throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
     }
     parent->Children.push_back(std::make_unique<TransformNode>(GetAttribute(attributes, "id"), &reader));
     reader.NodeStack.push_back(parent->Children.back().get());

@@ -204,7 +204,7 @@ protected:
         return appearance;
     }
     static std::string Written(AppearanceNode& node) {
-        return test::CaptureOutput([&](std::FILE* stream) { node.Write(stream, 0); });
+        return test::WrittenText([&](TextOutput& out) { node.Write(out, 0); });
     }
 
     X3dConverter converter;

@@ -57,11 +57,11 @@ std::string Faces(const FaceIndexList& list) {
 // the console got, quoted, or says that the document was unreadable.
 std::string Read(MeshKeeper& keeper, const std::string& body) {
     testing::internal::CaptureStdout();
-    const ResultCode result = test::ParseDocument(
+    const std::string refusal = test::ParseDocument(
         keeper, "<COLLADA><library_geometries><geometry id='g'><mesh>" + body +
                     "</mesh></geometry></library_geometries></COLLADA>");
     const std::string marks = "'" + testing::internal::GetCapturedStdout() + "'";
-    return result == kResultOk ? marks : "unreadable " + marks;
+    return refusal.empty() ? marks : "unreadable " + marks;
 }
 
 // Each mesh as its faces of coordinate, normal and texture coordinate

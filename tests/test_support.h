@@ -14,6 +14,7 @@
 
 #include "events/central_object.h"
 #include "events/xml_reader.h"
+#include "support/progress.h"
 #include "support/text_output.h"
 
 namespace morvane::test {
@@ -22,6 +23,12 @@ namespace morvane::test {
 // converter's Write runs at the end when it has an OutputFileName). Gives
 // why the document was refused, or nothing when it was read to its end.
 std::string ParseDocument(ColladaReader& converter, const std::string& xml, std::size_t chunkSize = 0);
+
+// The progress marks of a conversion, one character each.
+struct ProgressMarks final : ProgressSink {
+    void Mark(char mark) override { Text += mark; }
+    std::string Text;
+};
 
 // What `write` puts into a stream.
 std::string CaptureOutput(const std::function<void(std::FILE*)>& write);

@@ -38,8 +38,8 @@ void AppearanceNode::Write(TextOutput& out, int indent) {
     out.PutString(Name);
     out.Put("'>\n");
 
-    const bool sketchUp = Document != nullptr && Document->ToolIsSketchUp;
-    const bool forceMaterials = Document != nullptr && Document->ForceMaterials;
+    const bool sketchUp = Document != nullptr && Document->State().ToolIsSketchUp;
+    const bool forceMaterials = Document != nullptr && Document->Options.ForceMaterials;
     // SketchUp models carry their colour in the texture; a Material beside it
     // would tint the image, unless the user asks for materials anyway.
     if (!(sketchUp && !forceMaterials && !DiffuseTexture.Texture.empty())) WriteMaterial(out, indent + 1);
@@ -80,7 +80,7 @@ void AppearanceNode::WriteMaterial(TextOutput& out, int indent) {
 void AppearanceNode::WriteTexture(TextOutput& out, const TextureSlot& slot, int indent) {
     // Without a document there are no images to find.
     if (Document == nullptr) return;
-    ImageTextureNode* image = ResolveTexture(Document->Images, Document->NewParams, slot.Texture);
+    ImageTextureNode* image = ResolveTexture(Document->State().Images, Document->State().NewParams, slot.Texture);
     if (image != nullptr) image->Write(out, indent + 1);
 }
 

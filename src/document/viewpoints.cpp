@@ -20,8 +20,8 @@ std::string BaseName(std::string_view name) {
 }  // namespace
 
 void X3dConverter::WriteViewpoints(TextOutput& out) {
-    const auto& lo = BoundsMin;
-    const auto& hi = BoundsMax;
+    const auto& lo = State().BoundsMin;
+    const auto& hi = State().BoundsMax;
     // The box is in document axes; document Z is the viewer's up axis. The
     // centre of each side is also the centre of rotation of every view.
     double size[3];
@@ -36,7 +36,7 @@ void X3dConverter::WriteViewpoints(TextOutput& out) {
     const double topDistance = 1.5 * std::max(size[0], size[1]);
     const std::string base = BaseName(OutputFileName);
 
-    if (AutoViewpoint) {
+    if (Options.AutoViewpoint) {
         struct View {
             const char* name;
             // What follows the description.
@@ -76,9 +76,9 @@ void X3dConverter::WriteViewpoints(TextOutput& out) {
         }
     }
 
-    if (ExamineNavigation) {
+    if (Options.ExamineNavigation) {
         out.Put("\t\t<NavigationInfo DEF='ExamineNavInfo' type='\"EXAMINE\",\"LOOKAT\"' />\n");
-    } else if (AutoNavigation) {
+    } else if (Options.AutoNavigation) {
         out.Put("\t\t<NavigationInfo DEF='NavInfo' type='\"WALK\",\"FLY\",\"EXAMINE\",\"LOOKAT\"' speed='");
         out.PutFixed(largest * 0.125);
         out.Put("'/>\n");

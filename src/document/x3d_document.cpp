@@ -32,15 +32,16 @@ const std::string& HandlerText(const ColladaReader& reader, const char* name) {
 }  // namespace
 
 void X3dConverter::Write() {
-    libraryIndex_.reset();
+    DocumentState& state = State();
+    state.LibraryIndex.reset();
     // A document without a mesh gives no output at all; the driver tells why.
-    if (!MeshLibrary || MeshLibrary->Children().empty()) return;
+    if (!state.MeshLibrary || state.MeshLibrary->Children().empty()) return;
     OutputStream file(OutputFileName);
     OutputSink& sink = Output != nullptr ? *Output : file;
     sink.Begin();
     // A document refused half way leaves any earlier output as it was.
     try {
-        TextOutput out(sink, OutputLimit(InputBytes));
+        TextOutput out(sink, OutputLimit(state.InputBytes));
         WriteDocument(out);
         out.Flush();
     } catch (...) {
@@ -48,7 +49,7 @@ void X3dConverter::Write() {
         throw;
     }
     sink.Commit();
-    OutputWritten = true;
+    state.OutputWritten = true;
 }
 
 void X3dConverter::WriteDocument(TextOutput& out) {
@@ -70,13 +71,13 @@ void X3dConverter::WriteDocument(TextOutput& out) {
     }
     out.Put("\t\t '/>\n");
 
-    if (AutoBackground) {
+    if (Options.AutoBackground) {
         out.Put("\t\t<Background DEF='AutoBackground' skyAngle='' skyColor='.35 .35 .35' groundAngle='' "
                 "groundColor='.3 .3 .3' />\n");
     }
-    if (ProtoLibraries) WriteLibraries(out);
-    SceneRoot->Write(out, 2);
-    if (!Animations.empty()) Animations.front()->Write(out, 2);
+    if (Options.ProtoLibraries) WriteLibraries(out);
+    State().SceneRoot->Write(out, 2);
+    if (!State().Animations.empty()) State().Animations.front()->Write(out, 2);
     WriteViewpoints(out);
 
     out.Put("\t</Scene>\n");

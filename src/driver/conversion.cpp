@@ -85,6 +85,16 @@ std::string NothingToConvert(const SeenKinds& seen) {
     return "nothing to convert (no triangles, polylist, polygons or lines; it has " + unread + ")";
 }
 
+// Prints each mark as it comes, for a user waiting at the console.
+class ConsoleProgress final : public ProgressSink {
+public:
+    explicit ConsoleProgress(std::FILE* out) : out_(out) {}
+    void Mark(char mark) override { std::fputc(mark, out_); }
+
+private:
+    std::FILE* out_;
+};
+
 void Report(const ConsoleStreams& console, const std::string& input, const std::string& reason) {
     std::fprintf(console.err, "morvane: %s: %s\n", input.c_str(), reason.c_str());
 }
@@ -187,15 +197,17 @@ int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& 
         return 0;
     }
 
-    if (warnOnLargeFile && converter.SmoothMeshes && FileSize(input) > kLargeFileBytes) {
+    if (warnOnLargeFile && converter.Options.SmoothMeshes && FileSize(input) > kLargeFileBytes) {
         std::fputs("This file may take a long time to smooth & optimize.\nAre you sure you want to do this? (y/n):",
                    console.out);
         std::fflush(console.out);
         const int answer = std::fgetc(console.in);
-        if (answer == 'n' || answer == 'N') converter.SmoothMeshes = false;
+        if (answer == 'n' || answer == 'N') converter.Options.SmoothMeshes = false;
     }
 
     converter.OutputFileName = outputName;
+    ConsoleProgress progress(console.out);
+    converter.Progress = &progress;
     std::optional<ConversionError> failure;
     try {
         reader.ParseUrl(input, batchMatch);
@@ -208,10 +220,11 @@ int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& 
     } else if (result != kResultOk) {
         TraceError("\nError %08lx\n\n", result);
     }
+    converter.Progress = nullptr;
     std::fflush(console.out);
     if (failure) {
         Report(console, input, failure->Message());
-    } else if (!converter.OutputWritten) {
+    } else if (!converter.State().OutputWritten) {
         Report(console, input, NothingToConvert(converter.Seen));
     }
     return 0;
@@ -224,7 +237,7 @@ std::string ConvertInMemory(std::string_view document, const std::vector<std::st
     converter.Output = &text;
     std::vector<std::string> args{"morvane"};
     args.insert(args.end(), options.begin(), options.end());
-    ApplyArguments(args, converter);
+    ApplyArguments(args, converter.Options);
     converter.OutputFileName = outputName;
     XmlReader reader;
     reader.PutContentHandler(&converter);
@@ -250,7 +263,7 @@ int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& con
         return static_cast<int>(result);
     }
 
-    const CommandLine line = ApplyArguments(args, *converter);
+    const CommandLine line = ApplyArguments(args, converter->Options);
     if (line.Positional.empty()) {
         PrintUsage(console.out);
         return 0;

@@ -1,7 +1,6 @@
 #include "geometry/mesh_node.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <numeric>
 #include <utility>
 
@@ -134,7 +133,6 @@ void MeshNode::AddFacetOptimized(const Facet& facet) {
     AppendWelded(Coordinates, facet.Coordinates, facet.Scale, welding_[0].ByValue, welding_[0].BySource, CoordIndex);
     AppendWelded(Normals, facet.Normals, 1.0, welding_[1].ByValue, welding_[1].BySource, NormalIndex);
     AppendWelded(TexCoords, facet.TexCoords, 1.0, welding_[2].ByValue, welding_[2].BySource, TexCoordIndex);
-    if (CoordIndex.FaceCount() % 128 == 0) std::fputc('.', stdout);
     CoordIndex.CloseFace();
     NormalIndex.CloseFace();
     TexCoordIndex.CloseFace();

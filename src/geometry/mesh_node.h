@@ -109,7 +109,7 @@ public:
     // Every corner gets points of its own.
     void AddFacet(const Facet& facet);
     // Each point is shared with the first equal point already in the mesh,
-    // channel by channel; prints a progress mark every 128 faces.
+    // channel by channel.
     void AddFacetOptimized(const Facet& facet);
     // Prepares a walk that adds `faces` faces with, per channel (coordinates,
     // normals, texture coordinates), that many corners read from an array

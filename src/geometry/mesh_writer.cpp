@@ -83,7 +83,7 @@ void MeshNode::Write(TextOutput& out, int indent) {
 }
 
 void MeshNode::WriteFaceSet(TextOutput& out, int indent) {
-    const bool zUp = Document != nullptr && Document->UpAxisIsZ;
+    const bool zUp = Document != nullptr && Document->State().UpAxisIsZ;
     // Without an appearance the mesh counts as untextured.
     const bool textured = Appearance != nullptr && !Appearance->DiffuseTexture.Texture.empty();
 
@@ -134,7 +134,7 @@ void MeshNode::WriteFaceSet(TextOutput& out, int indent) {
 }
 
 void MeshNode::WriteLineSet(TextOutput& out, int indent) {
-    const bool zUp = Document != nullptr && Document->UpAxisIsZ;
+    const bool zUp = Document != nullptr && Document->State().UpAxisIsZ;
 
     out.Put("<IndexedLineSet  containerField='geometry'\n");
     out.PutTabs(indent + 1);

@@ -1,12 +1,12 @@
 #include "nodes/x3d_node.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "events/central_object.h"
 #include "geometry/mesh_node.h"
 #include "support/conversion_error.h"
+#include "support/progress.h"
 
 namespace morvane {
 
@@ -46,7 +46,7 @@ void ShapeNode::AddBinding(std::string symbol, std::string target) {
 }
 
 AppearanceNode* ShapeNode::ChooseAppearance(const MeshNode& mesh) {
-    const AppearanceList& appearances = Document->Appearances;
+    const AppearanceList& appearances = Document->State().Appearances;
     if (AppearanceNode* named = appearances.FindByName(mesh.MaterialName)) return named;
     if (!chained_) {
         bySymbol_.Build(bindings_, [](const MaterialBinding& binding) -> const std::string& { return binding.Symbol; });
@@ -70,7 +70,7 @@ void PutShapeName(TextOutput& out, const MeshNode& mesh) {
 }  // namespace
 
 void ShapeNode::Write(TextOutput& out, int indent) {
-    const MeshLibrary* library = Document != nullptr ? Document->MeshLibrary.get() : nullptr;
+    const MeshLibrary* library = Document != nullptr ? Document->State().MeshLibrary.get() : nullptr;
     if (Written) {
         out.PutTabs(indent);
         if (library == nullptr) return;
@@ -118,11 +118,11 @@ void TransformNode::Write(TextOutput& out, int indent) {
     struct OpenTransform {
         explicit OpenTransform(ColladaReader* document) : document_(document) {
             if (document_ == nullptr) return;
-            if (document_->OpenTransforms > kMaxSceneDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
-            ++document_->OpenTransforms;
+            if (document_->State().OpenTransforms > kMaxSceneDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
+            ++document_->State().OpenTransforms;
         }
         ~OpenTransform() {
-            if (document_ != nullptr) --document_->OpenTransforms;
+            if (document_ != nullptr) --document_->State().OpenTransforms;
         }
         ColladaReader* document_;
     } open(Document);
@@ -137,7 +137,7 @@ void TransformNode::Write(TextOutput& out, int indent) {
         out.Put(ScaleText());
         out.Put('\'');
     }
-    const bool upAxisIsZ = Document != nullptr && Document->UpAxisIsZ;
+    const bool upAxisIsZ = Document != nullptr && Document->State().UpAxisIsZ;
     out.Put(" translation='");
     out.Put(TranslationText(upAxisIsZ));
     out.Put("' rotation='");
@@ -152,7 +152,7 @@ void TransformNode::Write(TextOutput& out, int indent) {
     }
     for (const auto& child : Children) {
         child->Write(out, indent + 1);
-        std::fputs("+", stdout);
+        if (Document != nullptr) Document->MarkProgress(kNodeMark);
     }
     out.PutTabs(indent);
     out.Put("</Transform>\n");

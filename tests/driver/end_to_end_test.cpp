@@ -135,9 +135,9 @@ std::string Convert(const std::filesystem::path& output) {
     X3dConverter converter;
     converter.OutputFileName = output.string();
     converter.startDocument();
-    converter.BoundsMin = {-1.0, -1.0, -1.0};
-    converter.BoundsMax = {1.0, 1.0, 1.0};
-    converter.MeshLibrary->AddMesh("geometry", "", MeshKind::kFaceSet, 60.0f);
+    converter.State().BoundsMin = {-1.0, -1.0, -1.0};
+    converter.State().BoundsMax = {1.0, 1.0, 1.0};
+    converter.State().MeshLibrary->AddMesh("geometry", "", MeshKind::kFaceSet, 60.0f);
     converter.endDocument();
     return std::filesystem::is_regular_file(output) ? test::ReadFile(output) : std::string();
 }

@@ -1,6 +1,6 @@
 // Proto libraries: images, appearances and meshes written once, with DEF,
 // ahead of the scene, which then refers to them with USE.
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "geometry/mesh_node.h"
 
 namespace morvane {

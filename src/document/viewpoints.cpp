@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "support/path_text.h"
 
 namespace morvane {

@@ -7,7 +7,7 @@
 
 #include "animation/animation_node.h"
 #include "document/output_file.h"
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "geometry/mesh_node.h"
 
 namespace morvane {

@@ -11,8 +11,8 @@
 #include <optional>
 
 #include "document/output_file.h"
+#include "document/x3d_converter.h"
 #include "driver/command_line.h"
-#include "events/central_object.h"
 #include "support/path_text.h"
 
 namespace morvane {

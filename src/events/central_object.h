@@ -1,9 +1,9 @@
 // The central object: the content handler that the reader calls, the owner
-// of the element handlers, the options, everything a conversion knows about
-// the document being read, and the writer of the X3D document. Its layers,
-// base first: SaxContentBase (empty callbacks), TagDispatcher (the element
-// handlers and the dispatch of events to them), ColladaReader (options and
-// document state, start and end of a document) and X3dConverter (writing).
+// of the element handlers, the options and everything a conversion knows
+// about the document being read. Its layers, base first: SaxContentBase
+// (empty callbacks), TagDispatcher (the element handlers and the dispatch of
+// events to them), ColladaReader (options and document state, start and end
+// of a document) and X3dConverter (the writing, in document/).
 #pragma once
 
 #include <cstdint>
@@ -126,16 +126,6 @@ private:
     void RegisterHandlers();
 
     std::unique_ptr<DocumentState> state_;
-};
-
-class X3dConverter : public ColladaReader {
-public:
-    void Write() override;
-
-private:
-    void WriteDocument(TextOutput& out);
-    void WriteLibraries(TextOutput& out);
-    void WriteViewpoints(TextOutput& out);
 };
 
 }  // namespace morvane

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "lookup_model.h"
 #include "test_support.h"
 

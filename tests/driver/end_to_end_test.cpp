@@ -6,8 +6,8 @@
 
 #include <filesystem>
 
+#include "document/x3d_converter.h"
 #include "driver/command_line.h"
-#include "events/central_object.h"
 #include "test_support.h"
 
 namespace morvane {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "test_support.h"
 
 namespace morvane {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "appearance/appearance_node.h"
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "geometry/mesh_node.h"
 #include "test_support.h"
 

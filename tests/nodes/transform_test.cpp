@@ -4,7 +4,7 @@
 #include <memory>
 #include <random>
 
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "geometry/mesh_node.h"
 #include "lookup_model.h"
 #include "nodes/x3d_node.h"

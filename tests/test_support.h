@@ -20,7 +20,7 @@
 namespace morvane::test {
 
 // Parses `xml` into `converter` (startDocument to endDocument, so the
-// converter's Write runs at the end when it has an OutputFileName). Gives
+// converter's Write runs at the end, to its Output). Gives
 // why the document was refused, or nothing when it was read to its end.
 std::string ParseDocument(ColladaReader& converter, const std::string& xml, std::size_t chunkSize = 0);
 

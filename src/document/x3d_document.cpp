@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "animation/animation_node.h"
-#include "document/output_file.h"
 #include "document/x3d_converter.h"
 #include "geometry/mesh_node.h"
 
@@ -36,8 +35,8 @@ void X3dConverter::Write() {
     state.LibraryIndex.reset();
     // A document without a mesh gives no output at all; the driver tells why.
     if (!state.MeshLibrary || state.MeshLibrary->Children().empty()) return;
-    OutputStream file(OutputFileName);
-    OutputSink& sink = Output != nullptr ? *Output : file;
+    if (Output == nullptr) throw ConversionError(ErrorKind::kInternalError, "internal error: no output");
+    OutputSink& sink = *Output;
     sink.Begin();
     // A document refused half way leaves any earlier output as it was.
     try {

@@ -114,7 +114,7 @@ public:
     ConversionOptions Options;
     // The output's name; the viewpoints are named after it.
     std::string OutputFileName;
-    // Where the text of the output goes; null: to the file OutputFileName.
+    // Where the text of the output goes.
     OutputSink* Output = nullptr;
     // Where the progress marks go; null drops them.
     ProgressSink* Progress = nullptr;

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "document/output_file.h"
 #include "document/x3d_converter.h"
 #include "driver/command_line.h"
 #include "test_support.h"
@@ -133,7 +134,9 @@ TEST(EndToEnd, AnOutputThatMayNotBeWrittenIsFoundOutBeforeTheDocumentIsRead) {
 // cube of side 2 and one mesh; gives what the output holds.
 std::string Convert(const std::filesystem::path& output) {
     X3dConverter converter;
+    OutputStream file(output.string());
     converter.OutputFileName = output.string();
+    converter.Output = &file;
     converter.startDocument();
     converter.State().BoundsMin = {-1.0, -1.0, -1.0};
     converter.State().BoundsMax = {1.0, 1.0, 1.0};

@@ -24,10 +24,15 @@
 
 namespace morvane::test {
 
-ResultCode ParseDocument(ColladaReader& converter, const std::string& xml, std::size_t chunkSize) {
+std::string ParseDocument(ColladaReader& converter, const std::string& xml, std::size_t chunkSize) {
     XmlReader reader;
     reader.PutContentHandler(&converter);
-    return reader.ParseBuffer(xml, chunkSize);
+    try {
+        reader.ParseBuffer(xml, chunkSize);
+    } catch (const ConversionError& refusal) {
+        return refusal.Message();
+    }
+    return {};
 }
 
 std::string CaptureOutput(const std::function<void(std::FILE*)>& write) {
@@ -40,6 +45,16 @@ std::string CaptureOutput(const std::function<void(std::FILE*)>& write) {
     std::string text(buffer, size);
     std::free(buffer);
     return text;
+}
+
+std::string WrittenText(const std::function<void(TextOutput&)>& write) {
+    MemorySink sink;
+    sink.Begin();
+    TextOutput out(sink);
+    write(out);
+    out.Flush();
+    sink.Commit();
+    return sink.TakeText();
 }
 
 std::string ReadFile(const std::filesystem::path& path) {

@@ -14,15 +14,26 @@
 
 #include "events/central_object.h"
 #include "events/xml_reader.h"
+#include "support/progress.h"
+#include "support/text_output.h"
 
 namespace morvane::test {
 
 // Parses `xml` into `converter` (startDocument to endDocument, so the
-// converter's Write runs at the end when it has an OutputFileName).
-ResultCode ParseDocument(ColladaReader& converter, const std::string& xml, std::size_t chunkSize = 0);
+// converter's Write runs at the end, to its Output). Gives
+// why the document was refused, or nothing when it was read to its end.
+std::string ParseDocument(ColladaReader& converter, const std::string& xml, std::size_t chunkSize = 0);
+
+// The progress marks of a conversion, one character each.
+struct ProgressMarks final : ProgressSink {
+    void Mark(char mark) override { Text += mark; }
+    std::string Text;
+};
 
 // What `write` puts into a stream.
 std::string CaptureOutput(const std::function<void(std::FILE*)>& write);
+// What `write` puts into a text output, flushed at its end.
+std::string WrittenText(const std::function<void(TextOutput&)>& write);
 
 std::string ReadFile(const std::filesystem::path& path);
 void WriteFile(const std::filesystem::path& path, const std::string& content);

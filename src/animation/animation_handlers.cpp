@@ -9,8 +9,8 @@ namespace morvane {
 // records themselves stay with the document.
 bool LibraryAnimationsHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!TagHandler::Start(name, attributes)) return false;
-    Owner().AnimationStack.clear();
-    Owner().Animations.clear();
+    Owner().State().AnimationStack.clear();
+    Owner().State().Animations.clear();
     return true;
 }
 
@@ -18,13 +18,13 @@ bool AnimationHandler::Start(const std::string& name, const AttributeList& attri
     if (!MatchStart(name)) return false;
     GetAttributeString(attributes, "id", Id);
     ColladaReader& reader = Owner();
-    auto* animation = reader.MakeNode<AnimationNode>();
-    if (reader.AnimationStack.empty()) {
-        reader.Animations.push_back(animation);
+    auto* animation = reader.State().MakeNode<AnimationNode>();
+    if (reader.State().AnimationStack.empty()) {
+        reader.State().Animations.push_back(animation);
     } else {
-        reader.AnimationStack.back()->ChildAnimations.push_back(animation);
+        reader.State().AnimationStack.back()->ChildAnimations.push_back(animation);
     }
-    reader.AnimationStack.push_back(animation);
+    reader.State().AnimationStack.push_back(animation);
     return true;
 }
 
@@ -33,13 +33,13 @@ bool AnimationHandler::Start(const std::string& name, const AttributeList& attri
 bool AnimationHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     ColladaReader& reader = Owner();
-    if (reader.AnimationStack.empty()) return true;
-    AnimationNode* animation = reader.AnimationStack.back();
+    if (reader.State().AnimationStack.empty()) return true;
+    AnimationNode* animation = reader.State().AnimationStack.back();
     if (auto* channel = reader.FindHandlerAs<ChannelHandler>("channel")) {
         animation->Channel.Source = DropFirst(channel->Source);
         animation->Channel.Target = channel->Target;
     }
-    reader.AnimationStack.pop_back();
+    reader.State().AnimationStack.pop_back();
     return true;
 }
 

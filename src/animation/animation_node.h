@@ -58,7 +58,7 @@ public:
     // The time sensor, one orientation interpolator per angle curve and the
     // routes between them; nested animations are not written. The indent
     // is written once, before the first line.
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     // Nested animations, owned by the document like every animation.
     std::vector<AnimationNode*> ChildAnimations;

@@ -3,13 +3,12 @@
 // interpolator driven by a single time sensor, and every output of the
 // samplers is routed to the channel's node.
 #include <cmath>
-#include <cstdio>
 
 #include "animation/animation_node.h"
-#include "events/name_index.h"
 #include "geometry/source_arrays.h"
-#include "geometry/text_output.h"
+#include "support/text_output.h"
 #include "nodes/transform_values.h"
+#include "support/name_index.h"
 
 namespace morvane {
 
@@ -40,7 +39,7 @@ int InsertedValues(float step) {
     return static_cast<int>(whole * kPerHalfTurn);
 }
 
-void WriteInterpolator(std::FILE* stream, const AnimationSource& source, const char* axis, int indent) {
+void WriteInterpolator(TextOutput& out, const AnimationSource& source, const char* axis, int indent) {
     const std::vector<float>& values = source.Array->Values;
     const std::size_t count = values.size();
     std::size_t keys = count;
@@ -48,7 +47,6 @@ void WriteInterpolator(std::FILE* stream, const AnimationSource& source, const c
         const int inserted = InsertedValues(values[1] - values[0]);
         if (inserted > 0) keys = 2 + static_cast<std::size_t>(inserted);
     }
-    TextOutput out(stream);
     // One line of the key values: the axis and the angle in radians.
     const auto putValue = [&](double degrees) {
         out.PutTabs(indent);
@@ -61,7 +59,7 @@ void WriteInterpolator(std::FILE* stream, const AnimationSource& source, const c
 
     out.PutTabs(indent);
     out.Put("<OrientationInterpolator DEF='");
-    out.Put(std::string_view(source.Id.c_str()));
+    out.PutString(source.Id);
     out.Put("'\n");
     out.PutTabs(indent);
     out.Put(" key='");
@@ -104,17 +102,17 @@ void ForEachMatchingSource(const std::vector<AnimationSource>& sources, const Na
 
 }  // namespace
 
-void AnimationNode::Write(std::FILE* stream, int indent) {
-    std::fflush(stream);
-    WriteTabs(stream, indent);
+void AnimationNode::Write(TextOutput& out, int indent) {
+    out.PutTabs(indent);
     NameChains byId;
     byId.Build(SourceRecords, [](const AnimationSource& source) -> const std::string& { return source.Id; });
 
     for (const SamplerInput& input : Sampler.Inputs) {
         if (input.Semantic != "INPUT") continue;
         ForEachMatchingSource(SourceRecords, byId, input, "TIME", [&](const AnimationSource& source) {
-            std::fprintf(stream, "<TimeSensor DEF='WorldTime' cycleInterval='%lg' />\n",
-                         static_cast<double>(source.Array->Values.back()));
+            out.Put("<TimeSensor DEF='WorldTime' cycleInterval='");
+            out.PutNumber(static_cast<double>(source.Array->Values.back()));
+            out.Put("' />\n");
         });
     }
 
@@ -122,18 +120,20 @@ void AnimationNode::Write(std::FILE* stream, int indent) {
     for (const SamplerInput& input : Sampler.Inputs) {
         if (input.Semantic != "OUTPUT" || axis == nullptr) continue;
         ForEachMatchingSource(SourceRecords, byId, input, "ANGLE",
-                              [&](const AnimationSource& source) { WriteInterpolator(stream, source, axis, indent); });
+                              [&](const AnimationSource& source) { WriteInterpolator(out, source, axis, indent); });
     }
 
     const std::string node = Channel.Target.substr(0, Channel.Target.find('/'));
     for (const SamplerInput& input : Sampler.Inputs) {
         if (input.Semantic != "OUTPUT") continue;
-        std::fprintf(stream,
-                     "<ROUTE fromNode='WorldTime' fromField='fraction_changed' toNode = '%s' toField = 'set_fraction' />\n",
-                     input.SourceId.c_str());
-        std::fprintf(stream,
-                     "<ROUTE fromNode='%s' fromField='value_changed' toNode = '%s' toField = 'set_rotation' />\n",
-                     input.SourceId.c_str(), node.c_str());
+        out.Put("<ROUTE fromNode='WorldTime' fromField='fraction_changed' toNode = '");
+        out.PutString(input.SourceId);
+        out.Put("' toField = 'set_fraction' />\n");
+        out.Put("<ROUTE fromNode='");
+        out.PutString(input.SourceId);
+        out.Put("' fromField='value_changed' toNode = '");
+        out.PutString(node);
+        out.Put("' toField = 'set_rotation' />\n");
     }
 }
 

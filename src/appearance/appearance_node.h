@@ -3,7 +3,6 @@
 #pragma once
 
 #include <array>
-#include <cstdio>
 #include <deque>
 #include <memory>
 #include <string>
@@ -11,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "events/name_index.h"
-#include "events/record_list.h"
 #include "nodes/x3d_node.h"
+#include "support/name_index.h"
+#include "support/record_list.h"
 
 namespace morvane {
 
@@ -63,7 +62,7 @@ public:
 
     // The Appearance element with its Material and textures the first time,
     // a USE line after it.
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     std::string Name;
     std::string Id;
@@ -78,8 +77,8 @@ public:
     std::string EffectRef;
 
 private:
-    void WriteMaterial(std::FILE* stream, int indent);
-    void WriteTexture(std::FILE* stream, const TextureSlot& slot, int indent);
+    void WriteMaterial(TextOutput& out, int indent);
+    void WriteTexture(TextOutput& out, const TextureSlot& slot, int indent);
 };
 
 // Every appearance of a document, in the order the materials ended, found

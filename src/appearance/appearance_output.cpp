@@ -1,11 +1,10 @@
 // The X3D Appearance element with its Material, ImageTexture and
 // MultiTexture children.
-#include <cstdio>
 #include <span>
 
 #include "appearance/appearance_node.h"
 #include "events/central_object.h"
-#include "events/number_text.h"
+#include "support/number_text.h"
 
 namespace morvane {
 
@@ -26,54 +25,63 @@ void ImageTextureNode::Format(std::string& out) {
     Written = true;
 }
 
-void AppearanceNode::Write(std::FILE* stream, int indent) {
-    WriteTabs(stream, indent);
+void AppearanceNode::Write(TextOutput& out, int indent) {
+    out.PutTabs(indent);
     if (Written) {
-        std::fprintf(stream, "<Appearance containerField='appearance' USE='%s'/>\n", Name.c_str());
+        out.Put("<Appearance containerField='appearance' USE='");
+        out.PutString(Name);
+        out.Put("'/>\n");
         return;
     }
     Written = true;
-    std::fprintf(stream, "<Appearance containerField='appearance' DEF='%s'>\n", Name.c_str());
+    out.Put("<Appearance containerField='appearance' DEF='");
+    out.PutString(Name);
+    out.Put("'>\n");
 
-    const bool sketchUp = Document != nullptr && Document->ToolIsSketchUp;
-    const bool forceMaterials = Document != nullptr && Document->ForceMaterials;
+    const bool sketchUp = Document != nullptr && Document->State().ToolIsSketchUp;
+    const bool forceMaterials = Document != nullptr && Document->Options.ForceMaterials;
     // SketchUp models carry their colour in the texture; a Material beside it
     // would tint the image, unless the user asks for materials anyway.
-    if (!(sketchUp && !forceMaterials && !DiffuseTexture.Texture.empty())) WriteMaterial(stream, indent + 1);
+    if (!(sketchUp && !forceMaterials && !DiffuseTexture.Texture.empty())) WriteMaterial(out, indent + 1);
 
     if (!DiffuseTexture.Texture.empty()) {
         if (AmbientTexture.Texture.empty()) {
-            WriteTexture(stream, DiffuseTexture, indent + 1);
+            WriteTexture(out, DiffuseTexture, indent + 1);
         } else {
-            WriteTabs(stream, indent + 1);
-            std::fputs("<MultiTexture  containerField='texture' mode='\"MODULATE\" \"MODULATE\"'>\n", stream);
-            WriteTexture(stream, DiffuseTexture, indent + 2);
-            WriteTexture(stream, AmbientTexture, indent + 2);
-            WriteTabs(stream, indent + 1);
-            std::fputs("</MultiTexture>\n", stream);
+            out.PutTabs(indent + 1);
+            out.Put("<MultiTexture  containerField='texture' mode='\"MODULATE\" \"MODULATE\"'>\n");
+            WriteTexture(out, DiffuseTexture, indent + 2);
+            WriteTexture(out, AmbientTexture, indent + 2);
+            out.PutTabs(indent + 1);
+            out.Put("</MultiTexture>\n");
         }
     }
 
-    WriteTabs(stream, indent);
-    std::fputs("</Appearance>\n", stream);
+    out.PutTabs(indent);
+    out.Put("</Appearance>\n");
 }
 
-void AppearanceNode::WriteMaterial(std::FILE* stream, int indent) {
-    WriteTabs(stream, indent);
+void AppearanceNode::WriteMaterial(TextOutput& out, int indent) {
+    out.PutTabs(indent);
     const auto rgb = [](const Color4& color) { return FormatNumbers(std::span(color).first<3>()); };
-    std::fprintf(stream,
-                 "<Material containerField='material' DEF='MAT_%s' diffuseColor='%s' emissiveColor='%s' "
-                 "transparency='%s' shininess='%s'/>\n",
-                 Name.c_str(), rgb(DiffuseColor).c_str(), rgb(EmissionColor).c_str(),
-                 FormatNumbers({static_cast<double>(Transparency)}).c_str(),
-                 FormatNumbers({static_cast<double>(Shininess) * static_cast<double>(kShininessScale)}).c_str());
+    out.Put("<Material containerField='material' DEF='MAT_");
+    out.PutString(Name);
+    out.Put("' diffuseColor='");
+    out.Put(rgb(DiffuseColor));
+    out.Put("' emissiveColor='");
+    out.Put(rgb(EmissionColor));
+    out.Put("' transparency='");
+    out.PutNumber(static_cast<double>(Transparency));
+    out.Put("' shininess='");
+    out.PutNumber(static_cast<double>(Shininess) * static_cast<double>(kShininessScale));
+    out.Put("'/>\n");
 }
 
-void AppearanceNode::WriteTexture(std::FILE* stream, const TextureSlot& slot, int indent) {
+void AppearanceNode::WriteTexture(TextOutput& out, const TextureSlot& slot, int indent) {
     // Without a document there are no images to find.
     if (Document == nullptr) return;
-    ImageTextureNode* image = ResolveTexture(Document->Images, Document->NewParams, slot.Texture);
-    if (image != nullptr) image->Write(stream, indent + 1);
+    ImageTextureNode* image = ResolveTexture(Document->State().Images, Document->State().NewParams, slot.Texture);
+    if (image != nullptr) image->Write(out, indent + 1);
 }
 
 }  // namespace morvane

@@ -4,8 +4,8 @@
 
 #include "animation/animation_node.h"
 #include "events/central_object.h"
-#include "events/path_text.h"
 #include "geometry/source_arrays.h"
+#include "support/path_text.h"
 
 namespace morvane {
 
@@ -35,18 +35,18 @@ bool InitFromHandler::End(const std::string& name) {
         ReplaceFirst(Text, ".tiff", ".jpg");
         ReplaceFirst(Text, ".tif", ".jpg");
         const auto* image = reader.FindHandlerAs<ImageHandler>("image");
-        reader.Images.Add(
+        reader.State().Images.Add(
             std::make_unique<ImageTextureNode>(&reader, image != nullptr ? image->Id : std::string(), Text));
         Text.clear();
     }
-    if (reader.IsTagOpen("newparam") && !reader.NewParams.empty()) reader.NewParams.back().InitFrom = Text;
+    if (reader.IsTagOpen("newparam") && !reader.State().NewParams.empty()) reader.State().NewParams.back().InitFrom = Text;
     Text.clear();
     return true;
 }
 
 bool NewparamHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    Owner().NewParams.Add(std::make_unique<NewParam>(GetAttribute(attributes, "sid")));
+    Owner().State().NewParams.Add(std::make_unique<NewParam>(GetAttribute(attributes, "sid")));
     return true;
 }
 
@@ -65,12 +65,12 @@ bool SourceHandler::Start(const std::string& name, const AttributeList& attribut
 bool SourceHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     ColladaReader& reader = Owner();
-    if (reader.IsTagOpen("newparam") && !reader.NewParams.empty()) reader.NewParams.back().Source = Text;
+    if (reader.IsTagOpen("newparam") && !reader.State().NewParams.empty()) reader.State().NewParams.back().Source = Text;
     AnimationNode* animation = reader.CurrentAnimation();
     if (animation != nullptr && !animation->SourceRecords.empty()) {
         // Looked up only now, so the array may stand before or after the accessor.
         AnimationSource& source = animation->SourceRecords.back();
-        source.Array = FindFloatArray(reader.Sources, source.Accessor.SourceId);
+        source.Array = FindFloatArray(reader.State().Sources, source.Accessor.SourceId);
     }
     Text.clear();
     return true;
@@ -78,7 +78,7 @@ bool SourceHandler::End(const std::string& name) {
 
 bool TextureHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    AppearanceNode& current = Owner().CurrentAppearance;
+    AppearanceNode& current = Owner().State().CurrentAppearance;
     TextureSlot* slot = nullptr;
     if (Owner().IsTagOpen("diffuse")) {
         slot = &current.DiffuseTexture;

@@ -1,41 +1,39 @@
 // Proto libraries: images, appearances and meshes written once, with DEF,
 // ahead of the scene, which then refers to them with USE.
-#include <cstdio>
-
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "geometry/mesh_node.h"
 
 namespace morvane {
 
-void X3dConverter::WriteLibraries() {
-    std::FILE* out = OutputFile.Get();
-    std::fputs("\t\t<ProtoDeclare name='Library'>\n", out);
-    std::fputs("\t\t\t<ProtoInterface>\n", out);
-    std::fputs("\t\t\t\t<field name='contents' type='MFNode' accessType='inputOutput'/>\n", out);
-    std::fputs("\t\t\t</ProtoInterface>\n", out);
-    std::fputs("\t\t</ProtoDeclare>\n", out);
+void X3dConverter::WriteLibraries(TextOutput& out) {
+    DocumentState& state = State();
+    out.Put("\t\t<ProtoDeclare name='Library'>\n");
+    out.Put("\t\t\t<ProtoInterface>\n");
+    out.Put("\t\t\t\t<field name='contents' type='MFNode' accessType='inputOutput'/>\n");
+    out.Put("\t\t\t</ProtoInterface>\n");
+    out.Put("\t\t</ProtoDeclare>\n");
 
-    if (!Images.empty()) {
-        std::fputs("\t\t<ProtoInstance name='Library' DEF='ImageLibrary'>\n", out);
-        for (const auto& image : Images) {
+    if (!state.Images.empty()) {
+        out.Put("\t\t<ProtoInstance name='Library' DEF='ImageLibrary'>\n");
+        for (const auto& image : state.Images) {
             if (!image->Url.empty()) image->Write(out, 0);
         }
-        std::fputs("\t\t</ProtoInstance>\n", out);
+        out.Put("\t\t</ProtoInstance>\n");
     }
 
-    std::fputs("\t\t<ProtoInstance name='Library' DEF='AppearanceLibrary'>\n", out);
-    for (AppearanceNode& appearance : Appearances) appearance.Write(out, 0);
-    std::fputs("\t\t</ProtoInstance>\n\n", out);
+    out.Put("\t\t<ProtoInstance name='Library' DEF='AppearanceLibrary'>\n");
+    for (AppearanceNode& appearance : state.Appearances) appearance.Write(out, 0);
+    out.Put("\t\t</ProtoInstance>\n\n");
 
-    std::fputs("\t\t<ProtoInstance name='Library' DEF='MeshLibrary'>\n", out);
-    for (const auto& mesh : MeshLibrary->Children()) {
+    out.Put("\t\t<ProtoInstance name='Library' DEF='MeshLibrary'>\n");
+    for (const auto& mesh : state.MeshLibrary->Children()) {
         if (mesh->Coordinates.empty()) continue;
-        std::fputs("!", stdout);
+        MarkProgress(kLibraryMeshMark);
         mesh->Write(out, 0);
     }
-    std::fputs("\t\t</ProtoInstance>\n\n", out);
+    out.Put("\t\t</ProtoInstance>\n\n");
 
-    WriteIndentedNode(*LibraryRoot, 4);
+    state.LibraryRoot->Write(out, 4);
 }
 
 }  // namespace morvane

@@ -1,32 +1,22 @@
-// The output file of one document. A file is written beside its target
-// under a temporary name and renamed over the target only when all of it
-// was written; a failed write leaves any earlier file of that name as it
-// was. A target that exists and is not a regular file (a FIFO, a device)
-// is written directly, and a name of an open descriptor (/dev/stdout) is
-// written through that descriptor. A stream opened in memory touches no
-// file: its text is kept for TakeText. Every stream takes at most a set
-// number of bytes.
+// The output file of one document, the sink that writers' text reaches
+// when the output is a file. A file is written beside its target under a
+// temporary name and renamed over the target only when all of it was
+// written; a failed write leaves any earlier file of that name as it was.
+// A target that exists and is not a regular file (a FIFO, a device) is
+// written directly, and a name of an open descriptor (/dev/stdout) is
+// written through that descriptor.
 #pragma once
 
 #include <sys/stat.h>
 
-#include <cstdint>
-#include <cstdio>
-#include <limits>
-#include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include "support/conversion_error.h"
+#include "support/text_output.h"
+
 namespace morvane {
-
-// Thrown by a writer whose stream has failed (a full disk, the output
-// limit); the document writer turns it into the refusal of the document.
-struct WriteFailed {};
-
-// Throws WriteFailed once a write to `stream` has failed. Writers of bulk
-// output call it once a round, so that a failed output ends the
-// conversion at once instead of formatting the rest for nothing.
-void ThrowIfWriteFailed(std::FILE* stream);
 
 // "cannot write NAME: <the system's reason>".
 std::string CannotWrite(const std::string& name, int error);
@@ -62,60 +52,50 @@ int WriteAccessError(const OutputTarget& target);
 // would have. A signal that is ignored stays ignored.
 void RemoveTemporaryFileOnSignals();
 
-class OutputStream {
+class OutputStream final : public OutputSink {
 public:
-    OutputStream() = default;
-    ~OutputStream();
+    // The stream of the output name `name`, opened when it begins.
+    explicit OutputStream(std::string name = {}) : name_(std::move(name)) {}
+    ~OutputStream() override;
     OutputStream(const OutputStream&) = delete;
     OutputStream& operator=(const OutputStream&) = delete;
 
-    // The most bytes that the streams opened from now on may take; a write
-    // beyond fails.
-    void SetLimit(std::uint64_t bytes) { limit_ = bytes; }
+    // The sink: Begin opens the stream, Take writes a piece straight to the
+    // file, Commit closes it, Abandon closes it without touching the
+    // target. Each throws Failure() when it fails.
+    void Begin() override;
+    void Take(std::string_view piece) override;
+    void Commit() override;
+    void Abandon() override;
+
     // Opens the stream for the output name `name`; false when it cannot be
     // opened.
     bool Open(const std::string& name);
-    // Opens the stream on a buffer of its own instead of a file.
-    bool OpenInMemory();
-    bool IsOpen() const { return file_ != nullptr; }
-    std::FILE* Get() const { return file_; }
-    // Flushes and closes; the target gets the text only if every write
-    // succeeded. Returns whether it did.
+    bool IsOpen() const { return descriptor_ >= 0; }
+    // Closes; the target gets the text only if every write succeeded.
+    // Returns whether it did.
     bool Close();
-    // Closes without touching the target.
-    void Abandon();
-    // The text of the last in-memory stream that closed well, moved out.
-    std::string TakeText() { return std::move(text_); }
     // Why the stream could not be opened, written or closed, as the user is
     // told.
-    std::string Failure() const;
+    ConversionError Failure() const;
 
 private:
-    static ssize_t Deliver(void* cookie, const char* data, std::size_t size);
-    bool Attach(int descriptor);
-    bool Failed() const { return error_ != 0 || overLimit_ || !openFailure_.empty(); }
+    bool Failed() const { return error_ != 0 || !openFailure_.empty(); }
     void ForgetFailures();
     // Closes the descriptor and removes or renames the temporary file;
     // returns `good` unless one of these fails.
     bool Finish(bool good, bool keep);
 
-    std::FILE* file_ = nullptr;
     int descriptor_ = -1;
-    std::unique_ptr<char[]> buffer_;
     std::string name_;
     std::string target_;
     // Whether the text goes to a temporary file (which is then renamed over
     // target_), and whether that replaces a file that existed.
     bool temporary_ = false;
     bool replacing_ = false;
-    bool inMemory_ = false;
-    std::string text_;
-    std::uint64_t limit_ = std::numeric_limits<std::uint64_t>::max();
-    std::uint64_t delivered_ = 0;
     // What went wrong; the first failure stays.
     std::string openFailure_;
     int error_ = 0;
-    bool overLimit_ = false;
 };
 
 }  // namespace morvane

@@ -1,11 +1,10 @@
 // Six viewpoints around the bounding box and the navigation line, so that
 // any converted model can be looked at as soon as it is opened.
 #include <algorithm>
-#include <cstdio>
 #include <string>
 
-#include "events/central_object.h"
-#include "events/path_text.h"
+#include "document/x3d_converter.h"
+#include "support/path_text.h"
 
 namespace morvane {
 
@@ -20,10 +19,9 @@ std::string BaseName(std::string_view name) {
 
 }  // namespace
 
-void X3dConverter::WriteViewpoints() {
-    std::FILE* out = OutputFile.Get();
-    const auto& lo = BoundsMin;
-    const auto& hi = BoundsMax;
+void X3dConverter::WriteViewpoints(TextOutput& out) {
+    const auto& lo = State().BoundsMin;
+    const auto& hi = State().BoundsMax;
     // The box is in document axes; document Z is the viewer's up axis. The
     // centre of each side is also the centre of rotation of every view.
     double size[3];
@@ -37,45 +35,53 @@ void X3dConverter::WriteViewpoints() {
     const double sideDistance = 1.5 * std::max(size[1], size[2]);
     const double topDistance = 1.5 * std::max(size[0], size[1]);
     const std::string base = BaseName(OutputFileName);
-    const char* b = base.c_str();
 
-    if (AutoViewpoint) {
+    if (Options.AutoViewpoint) {
         struct View {
-            const char* format;
+            const char* name;
+            // What follows the description.
+            const char* ending;
             double x, y, z;
         };
         const View views[6] = {
-            {"\t\t<Viewpoint DEF='%s Front' position='%lf %lf %lf' jump='true' centerOfRotation='%lf %lf %lf' "
-             "description='%s Front View' />\n",
-             centre[0], centre[2], hi[1] + frontDistance},
-            {"\t\t<Viewpoint DEF='%s Left' position='%lf %lf %lf' jump='true' centerOfRotation='%lf %lf %lf' "
-             "description='%s Left View' orientation='0 1 0 1.571'/>\n",
-             hi[0] + sideDistance, centre[2], centre[1]},
-            {"\t\t<Viewpoint DEF='%s Top' position='%lf %lf %lf' jump='true' centerOfRotation='%lf %lf %lf' "
-             "description='%s Top View' orientation='-1 0 0 1.571'/>\n",
-             centre[0], hi[2] + topDistance, centre[1]},
-            {"\t\t<Viewpoint DEF='%s Back' position='%lf %lf %lf' jump='true' centerOfRotation='%lf %lf %lf' "
-             "description='%s Back View' orientation='0 1 0 3.142'/>\n",
-             centre[0], centre[2], lo[1] - frontDistance},
-            {"\t\t<Viewpoint DEF='%s Right' position='%lf %lf %lf' jump='true' centerOfRotation='%lf %lf %lf' "
-             "description='%s Right View' orientation='0 -1 0 1.571'/>\n",
-             lo[0] - sideDistance, centre[2], centre[1]},
-            {"\t\t<Viewpoint DEF='%s Bottom' position='%lf %lf %lf' jump='true' centerOfRotation='%lf %lf %lf' "
-             "description='%s Bottom View' orientation='1 0 0 1.571'/>\n",
-             centre[0], lo[2] - topDistance, centre[1]},
+            {"Front", "' />\n", centre[0], centre[2], hi[1] + frontDistance},
+            {"Left", "' orientation='0 1 0 1.571'/>\n", hi[0] + sideDistance, centre[2], centre[1]},
+            {"Top", "' orientation='-1 0 0 1.571'/>\n", centre[0], hi[2] + topDistance, centre[1]},
+            {"Back", "' orientation='0 1 0 3.142'/>\n", centre[0], centre[2], lo[1] - frontDistance},
+            {"Right", "' orientation='0 -1 0 1.571'/>\n", lo[0] - sideDistance, centre[2], centre[1]},
+            {"Bottom", "' orientation='1 0 0 1.571'/>\n", centre[0], lo[2] - topDistance, centre[1]},
+        };
+        const auto putPoint = [&](double x, double y, double z) {
+            out.PutFixed(x);
+            out.Put(' ');
+            out.PutFixed(y);
+            out.Put(' ');
+            out.PutFixed(z);
         };
         for (const View& view : views) {
-            std::fprintf(out, view.format, b, view.x, view.y, view.z, centre[0], centre[2], centre[1], b);
+            out.Put("\t\t<Viewpoint DEF='");
+            out.PutString(base);
+            out.Put(' ');
+            out.Put(view.name);
+            out.Put("' position='");
+            putPoint(view.x, view.y, view.z);
+            out.Put("' jump='true' centerOfRotation='");
+            putPoint(centre[0], centre[2], centre[1]);
+            out.Put("' description='");
+            out.PutString(base);
+            out.Put(' ');
+            out.Put(view.name);
+            out.Put(" View");
+            out.Put(view.ending);
         }
     }
 
-    if (ExamineNavigation) {
-        std::fputs("\t\t<NavigationInfo DEF='ExamineNavInfo' type='\"EXAMINE\",\"LOOKAT\"' />\n", out);
-    } else if (AutoNavigation) {
-        std::fprintf(out,
-                     "\t\t<NavigationInfo DEF='NavInfo' type='\"WALK\",\"FLY\",\"EXAMINE\",\"LOOKAT\"' "
-                     "speed='%f'/>\n",
-                     largest * 0.125);
+    if (Options.ExamineNavigation) {
+        out.Put("\t\t<NavigationInfo DEF='ExamineNavInfo' type='\"EXAMINE\",\"LOOKAT\"' />\n");
+    } else if (Options.AutoNavigation) {
+        out.Put("\t\t<NavigationInfo DEF='NavInfo' type='\"WALK\",\"FLY\",\"EXAMINE\",\"LOOKAT\"' speed='");
+        out.PutFixed(largest * 0.125);
+        out.Put("'/>\n");
     }
 }
 

@@ -2,11 +2,11 @@
 // tree, the first animation, viewpoints and navigation, closing tags.
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
+#include <utility>
 
 #include "animation/animation_node.h"
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "geometry/mesh_node.h"
 
 namespace morvane {
@@ -30,59 +30,57 @@ const std::string& HandlerText(const ColladaReader& reader, const char* name) {
 
 }  // namespace
 
-void X3dConverter::WriteIndentedNode(X3dNode& node, int indent) {
-    std::fflush(OutputFile.Get());
-    node.Write(OutputFile.Get(), indent);
-}
-
 void X3dConverter::Write() {
-    OutputFile.Abandon();
-    libraryIndex_.reset();
-    // A document without a mesh gives no file at all; the driver tells why.
-    if (!MeshLibrary || MeshLibrary->Children().empty()) return;
-    OutputFile.SetLimit(OutputLimit(InputBytes));
-    if (OpenOutput(OutputFileName) != kResultOk) throw UnreadableDocument(OutputFile.Failure());
-    // A document refused half way leaves any earlier file as it was.
+    DocumentState& state = State();
+    state.LibraryIndex.reset();
+    // A document without a mesh gives no output at all; the driver tells why.
+    if (!state.MeshLibrary || state.MeshLibrary->Children().empty()) return;
+    if (Output == nullptr) throw ConversionError(ErrorKind::kInternalError, "internal error: no output");
+    OutputSink& sink = *Output;
+    sink.Begin();
+    // A document refused half way leaves any earlier output as it was.
     try {
-        WriteDocument();
-    } catch (const WriteFailed&) {
-        const std::string reason = OutputFile.Failure();
-        OutputFile.Abandon();
-        throw UnreadableDocument(reason);
+        TextOutput out(sink, OutputLimit(state.InputBytes));
+        WriteDocument(out);
+        out.Flush();
     } catch (...) {
-        OutputFile.Abandon();
+        sink.Abandon();
         throw;
     }
-    if (!OutputFile.Close()) throw UnreadableDocument(OutputFile.Failure());
-    OutputWritten = true;
+    sink.Commit();
+    state.OutputWritten = true;
 }
 
-void X3dConverter::WriteDocument() {
-    std::FILE* out = OutputFile.Get();
+void X3dConverter::WriteDocument(TextOutput& out) {
+    out.Put("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<X3D profile='Immersive'>\n");
+    out.Put("\t<Scene>\n");
 
-    std::fputs("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<X3D profile='Immersive'>\n", out);
-    std::fputs("\t<Scene>\n", out);
-
-    std::fputs("\t\t<WorldInfo info='\n", out);
-    std::fprintf(out, "\t\t \"author   : %s\"\n", HandlerText(*this, "author").c_str());
-    std::fprintf(out, "\t\t \"tool     : %s\"\n", HandlerText(*this, "authoring_tool").c_str());
-    std::fprintf(out, "\t\t \"created  : %s\"\n", HandlerText(*this, "created").c_str());
-    std::fprintf(out, "\t\t \"copyright: %s\"\n", HandlerText(*this, "copyright").c_str());
-    std::fprintf(out, "\t\t \"comments : %s\"\n", HandlerText(*this, "comments").c_str());
-    std::fputs("\t\t '/>\n", out);
-
-    if (AutoBackground) {
-        std::fputs("\t\t<Background DEF='AutoBackground' skyAngle='' skyColor='.35 .35 .35' groundAngle='' "
-                   "groundColor='.3 .3 .3' />\n",
-                   out);
+    out.Put("\t\t<WorldInfo info='\n");
+    const std::pair<const char*, const char*> lines[] = {{"author", "author   "},
+                                                         {"authoring_tool", "tool     "},
+                                                         {"created", "created  "},
+                                                         {"copyright", "copyright"},
+                                                         {"comments", "comments "}};
+    for (const auto& [element, label] : lines) {
+        out.Put("\t\t \"");
+        out.Put(label);
+        out.Put(": ");
+        out.PutString(HandlerText(*this, element));
+        out.Put("\"\n");
     }
-    if (ProtoLibraries) WriteLibraries();
-    WriteIndentedNode(*SceneRoot, 2);
-    if (!Animations.empty()) Animations.front()->Write(out, 2);
-    WriteViewpoints();
+    out.Put("\t\t '/>\n");
 
-    std::fputs("\t</Scene>\n", out);
-    std::fputs("</X3D>\n", out);
+    if (Options.AutoBackground) {
+        out.Put("\t\t<Background DEF='AutoBackground' skyAngle='' skyColor='.35 .35 .35' groundAngle='' "
+                "groundColor='.3 .3 .3' />\n");
+    }
+    if (Options.ProtoLibraries) WriteLibraries(out);
+    State().SceneRoot->Write(out, 2);
+    if (!State().Animations.empty()) State().Animations.front()->Write(out, 2);
+    WriteViewpoints(out);
+
+    out.Put("\t</Scene>\n");
+    out.Put("</X3D>\n");
 }
 
 }  // namespace morvane

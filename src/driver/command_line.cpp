@@ -2,7 +2,7 @@
 
 #include <cctype>
 
-#include "events/central_object.h"
+#include "events/conversion_options.h"
 
 namespace morvane {
 
@@ -47,7 +47,7 @@ namespace {
 char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
 
 // -s<letter> clears the flag that the letter names.
-void Suppress(char letter, ColladaReader& options) {
+void Suppress(char letter, ConversionOptions& options) {
     switch (letter) {
         case 'y': options.WritePolygons = false; break;
         case 'l': options.WriteLines = false; break;
@@ -64,7 +64,7 @@ void Suppress(char letter, ColladaReader& options) {
 
 // -f<letter>: of the flags, only smoothing and materials can be forced; the
 // other letters are accepted and do not undo their -s.
-void Force(char letter, ColladaReader& options, CommandLine& line) {
+void Force(char letter, ConversionOptions& options, CommandLine& line) {
     if (letter == 's') {
         options.SmoothMeshes = true;
         line.WarnOnLargeFile = false;
@@ -75,7 +75,7 @@ void Force(char letter, ColladaReader& options, CommandLine& line) {
 
 }  // namespace
 
-CommandLine ApplyArguments(const std::vector<std::string>& args, ColladaReader& options) {
+CommandLine ApplyArguments(const std::vector<std::string>& args, ConversionOptions& options) {
     CommandLine line;
     for (std::size_t i = 1; i < args.size(); ++i) {
         const std::string& arg = args[i];

@@ -1,5 +1,4 @@
-// The command line: the usage text and the options, which set fields of
-// the converter before the first document.
+// The command line: the usage text and the options of the conversions.
 #pragma once
 
 #include <cstdio>
@@ -8,7 +7,7 @@
 
 namespace morvane {
 
-class ColladaReader;
+struct ConversionOptions;
 
 struct CommandLine {
     // Arguments that do not begin with '-': the input, then the output.
@@ -21,6 +20,6 @@ void PrintUsage(std::FILE* out);
 
 // Reads every argument once, from the first to the last (args[0], the
 // program's name, is not looked at). A later option overrides an earlier one.
-CommandLine ApplyArguments(const std::vector<std::string>& args, ColladaReader& options);
+CommandLine ApplyArguments(const std::vector<std::string>& args, ConversionOptions& options);
 
 }  // namespace morvane

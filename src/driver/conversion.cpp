@@ -7,16 +7,23 @@
 
 #include <algorithm>
 #include <cctype>
-#include <memory>
+#include <optional>
+#include <utility>
 
 #include "document/output_file.h"
 #include "driver/command_line.h"
-#include "events/central_object.h"
-#include "events/path_text.h"
+#include "support/path_text.h"
 
 namespace morvane {
 
 namespace {
+
+// The code of a parse that the console reports. This reader never ends a
+// parse with it, so that report cannot happen here; the driver keeps it all
+// the same.
+constexpr ResultCode kResultParseAborted = 0x800400CA;
+// The code of any other failed parse.
+constexpr ResultCode kResultFailed = 0x80004005;
 
 // The set-up and the detaching of the reader cannot fail here (there is no
 // component to create); their checks keep the exit code the design gives.
@@ -49,45 +56,38 @@ bool IsTheInput(const std::string& input, const OutputTarget& target) {
     return status.st_dev == target.Status.st_dev && status.st_ino == target.Status.st_ino;
 }
 
-// Why the output of `input` may not go to `output`, as the user is told;
-// empty when it may. Found out before anything else happens for the input.
-std::string RefuseOutput(const std::string& input, const std::string& output) {
+// Why the output of `input` may not go to `output`, if it may not. Found
+// out before anything else happens for the input.
+std::optional<ConversionError> RefuseOutput(const std::string& input, const std::string& output) {
     const OutputTarget target = FindOutputTarget(output);
-    if (!target.Refusal.empty()) return target.Refusal;
-    if (IsTheInput(input, target)) return "refused: " + output + " would overwrite the input";
+    if (!target.Refusal.empty()) return ConversionError(ErrorKind::kCannotWrite, target.Refusal);
+    if (IsTheInput(input, target)) {
+        return ConversionError(ErrorKind::kOutputRefused, "refused: " + output + " would overwrite the input");
+    }
     // The name of the file itself, which a link in between may hide.
     const std::string& file = target.ThroughLink ? target.Path : output;
     if (target.Descriptor < 0 && target.Exists && !S_ISDIR(target.Status.st_mode) && EndsWithDaeAnyCase(file)) {
-        return "refused: " + file + " is an existing .dae file";
+        return ConversionError(ErrorKind::kOutputRefused, "refused: " + file + " is an existing .dae file");
     }
-    if (const int error = WriteAccessError(target); error != 0) return CannotWrite(output, error);
-    return {};
+    if (const int error = WriteAccessError(target); error != 0) {
+        return ConversionError(ErrorKind::kCannotWrite, CannotWrite(output, error));
+    }
+    return std::nullopt;
 }
 
-// Why a document that was read to its end gave no output.
-std::string NothingToConvert(const SeenKinds& seen) {
-    if (seen.MeshPrimitive) return "nothing to convert (its primitives are left out by -sy or -sl)";
-    std::string unread;
-    for (std::size_t k = 0; k < std::size(kUnreadKinds); ++k) {
-        if ((seen.Unread & (1u << k)) == 0) continue;
-        if (!unread.empty()) unread += ", ";
-        unread += kUnreadKinds[k].Plural;
-    }
-    if (unread.empty()) return "nothing to convert (no triangles, polylist, polygons or lines)";
-    return "nothing to convert (no triangles, polylist, polygons or lines; it has " + unread + ")";
-}
+// Prints each mark as it comes, for a user waiting at the console.
+class ConsoleProgress final : public ProgressSink {
+public:
+    explicit ConsoleProgress(std::FILE* out) : out_(out) {}
+    void Mark(char mark) override { std::fputc(mark, out_); }
+
+private:
+    std::FILE* out_;
+};
 
 void Report(const ConsoleStreams& console, const std::string& input, const std::string& reason) {
     std::fprintf(console.err, "morvane: %s: %s\n", input.c_str(), reason.c_str());
 }
-
-// Writes its document into memory, whatever the output's name.
-class InMemoryConverter final : public X3dConverter {
-public:
-    ResultCode OpenOutput(const std::string&) override {
-        return OutputFile.OpenInMemory() ? kResultOk : kResultFailed;
-    }
-};
 
 }  // namespace
 
@@ -176,52 +176,53 @@ std::vector<std::string> FindMatchingFiles(const std::string& pattern) {
     return names;
 }
 
-int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& input,
-                const std::string& extension, const std::string& output, bool warnOnLargeFile, bool batchMatch,
-                const ConsoleStreams& console) {
-    const std::string outputName = ResolveOutputName(input, extension, output);
+ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& request) {
+    const ConsoleStreams& console = request.Console;
+    const std::string& input = request.Input;
+    const std::string outputName = ResolveOutputName(input, kOutputExtension, request.Output);
     // A target that can never be written, or must not be, is found out
     // before the prompt and the parse, so that no work is spent on it.
-    if (const std::string refusal = RefuseOutput(input, outputName); !refusal.empty()) {
-        Report(console, input, refusal);
-        return 0;
+    if (std::optional<ConversionError> refusal = RefuseOutput(input, outputName)) {
+        Report(console, input, refusal->Message());
+        return {std::move(refusal)};
     }
 
-    if (warnOnLargeFile && converter.SmoothMeshes && FileSize(input) > kLargeFileBytes) {
+    ConversionOptions& options = request.Options;
+    if (request.WarnOnLargeFile && options.SmoothMeshes && FileSize(input) > kLargeFileBytes) {
         std::fputs("This file may take a long time to smooth & optimize.\nAre you sure you want to do this? (y/n):",
                    console.out);
         std::fflush(console.out);
         const int answer = std::fgetc(console.in);
-        if (answer == 'n' || answer == 'N') converter.SmoothMeshes = false;
+        if (answer == 'n' || answer == 'N') options.SmoothMeshes = false;
     }
 
-    converter.OutputFileName = outputName;
-    const ResultCode result = reader.ParseUrl(input, batchMatch);
-    if (result == kResultParseAborted) {
-        std::fprintf(console.out, "\nParse\tresult code: %08x\n\n", result);
-    } else if (result != kResultOk) {
-        TraceError("\nError %08lx\n\n", result);
+    OutputStream file(outputName);
+    const ConversionResult result =
+        converter.Convert({DocumentInput::Named(input, request.BatchMatch), options, outputName}, file,
+                          &request.Progress);
+    // A document read to its end that has nothing to convert is a parse
+    // that went through.
+    const bool parsed = result.Written() || result.Refusal->Kind() == ErrorKind::kNothingToConvert;
+    const ResultCode code = parsed ? kResultOk : kResultFailed;
+    if (code == kResultParseAborted) {
+        std::fprintf(console.out, "\nParse\tresult code: %08x\n\n", code);
+    } else if (code != kResultOk) {
+        TraceError("\nError %08lx\n\n", code);
     }
     std::fflush(console.out);
-    if (result != kResultOk) {
-        Report(console, input, reader.FailureReason());
-    } else if (!converter.OutputWritten) {
-        Report(console, input, NothingToConvert(converter.Seen));
-    }
-    return 0;
+    if (result.Refusal) Report(console, input, result.Refusal->Message());
+    return result;
 }
 
 std::string ConvertInMemory(std::string_view document, const std::vector<std::string>& options,
                             const std::string& outputName, std::size_t chunkSize) {
-    InMemoryConverter converter;
+    ConversionJob job{DocumentInput::Memory(document, chunkSize), {}, outputName};
     std::vector<std::string> args{"morvane"};
     args.insert(args.end(), options.begin(), options.end());
-    ApplyArguments(args, converter);
-    converter.OutputFileName = outputName;
-    XmlReader reader;
-    reader.PutContentHandler(&converter);
-    reader.ParseBuffer(document, chunkSize);
-    return converter.OutputFile.TakeText();
+    ApplyArguments(args, job.Options);
+    MemorySink text;
+    ConvertDocument(job, text);
+    return text.TakeText();
 }
 
 int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& console) {
@@ -230,21 +231,31 @@ int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& con
         return 0;
     }
     RemoveTemporaryFileOnSignals();
-    auto converter = std::make_unique<X3dConverter>();
-    XmlReader reader;
-    ResultCode result = reader.PutContentHandler(converter.get());
+    DocumentConverter converter;
+    ResultCode result = converter.Attach();
     if (!IsGood(result)) {
         TraceError("\nError %08lx\n\n", result);
         return static_cast<int>(result);
     }
 
-    const CommandLine line = ApplyArguments(args, *converter);
+    ConversionOptions options;
+    const CommandLine line = ApplyArguments(args, options);
     if (line.Positional.empty()) {
         PrintUsage(console.out);
         return 0;
     }
     const std::string& inputName = line.Positional[0];
     const std::string outputName = line.Positional.size() > 1 ? line.Positional[1] : std::string();
+    ConsoleProgress progress(console.out);
+    const auto convert = [&](const std::string& input, const std::string& output, bool batchMatch) {
+        ConvertFile(converter, {.Input = input,
+                                .Output = output,
+                                .BatchMatch = batchMatch,
+                                .WarnOnLargeFile = line.WarnOnLargeFile,
+                                .Options = options,
+                                .Console = console,
+                                .Progress = progress});
+    };
 
     if (inputName.find_first_of("*%") != std::string::npos) {
         const std::vector<std::string> matches = FindMatchingFiles(inputName);
@@ -254,20 +265,12 @@ int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& con
         }
         // One output name cannot serve a whole batch; a directory can.
         const std::string batchOutput = IsDirectory(outputName) ? outputName : std::string();
-        for (const std::string& match : matches) {
-            ConvertFile(*converter, reader, match, kOutputExtension, batchOutput, line.WarnOnLargeFile, true, console);
-        }
+        for (const std::string& match : matches) convert(match, batchOutput, true);
     } else {
-        ConvertFile(*converter, reader, inputName, kOutputExtension, outputName, line.WarnOnLargeFile, false,
-                    console);
+        convert(inputName, outputName, false);
     }
 
-    result = reader.PutContentHandler(nullptr);
-    if (!IsGood(result)) {
-        TraceError("\nError %08lx\n\n", result);
-        return static_cast<int>(result);
-    }
-    result = reader.PutErrorHandler(nullptr);
+    result = converter.Detach();
     if (!IsGood(result)) {
         TraceError("\nError %08lx\n\n", result);
         return static_cast<int>(result);

@@ -1,4 +1,5 @@
-// One conversion per input, and batches over a file pattern.
+// The program: one conversion per input, with its output file, its size
+// prompt and its lines on the console, and batches over a file pattern.
 #pragma once
 
 #include <cstdint>
@@ -7,11 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "events/xml_reader.h"
+#include "document/document_converter.h"
 
 namespace morvane {
-
-class ColladaReader;
 
 inline constexpr const char* kOutputExtension = ".x3d";
 // Above this many bytes a file raises the prompt before it is smoothed.
@@ -52,12 +51,28 @@ struct ConsoleStreams {
     std::FILE* err = stderr;
 };
 
-// Converts one input. Always 0: a failed parse shows in no result. An
-// input that gives no output file gets one line on standard error, saying
-// why. A `batchMatch` that is not a regular file is not opened.
-int ConvertFile(ColladaReader& converter, XmlReader& reader, const std::string& input,
-                const std::string& extension, const std::string& output, bool warnOnLargeFile, bool batchMatch,
-                const ConsoleStreams& console = {});
+// One input of the program, and what its conversion takes from the run.
+struct FileRequest {
+    // A path, a URL or a match of a pattern, as given.
+    std::string Input;
+    // The output name, or a directory to put it in; empty: derived from the
+    // input.
+    std::string Output;
+    // A match of a pattern is not opened unless it is a regular file.
+    bool BatchMatch = false;
+    // Whether a large input raises the prompt before it is smoothed.
+    bool WarnOnLargeFile = true;
+    // The run's options: the prompt may switch smoothing off for the rest
+    // of the run.
+    ConversionOptions& Options;
+    const ConsoleStreams& Console;
+    ProgressSink& Progress;
+};
+
+// Converts one input into its output file. An input that gives no output
+// file gets one line on the console's standard error, saying why; the
+// result says it too.
+ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& request);
 
 // Converts a document held in memory, with options as on the command line
 // (file names among them are ignored), as if its output were `outputName`.

@@ -1,30 +1,27 @@
 #include "events/central_object.h"
 
 #include "animation/animation_node.h"
-#include "events/narrow_text.h"
 #include "geometry/mesh_node.h"
+#include "support/narrow_text.h"
 
 namespace morvane {
 
 // ---- TagDispatcher ----
 
-ResultCode TagDispatcher::startElement(std::string_view localName, const AttributeList& attributes) {
+void TagDispatcher::startElement(std::string_view localName, const AttributeList& attributes) {
     startName_.assign(NarrowView(localName, scratch_));
     TagHandler* handler = byName_.Find(startName_);
     if (handler != nullptr && handler->Start(startName_, attributes)) CurrentHandler = handler;
     Seen.Note(startName_);
-    return kResultOk;
 }
 
-ResultCode TagDispatcher::endElement(std::string_view localName) {
+void TagDispatcher::endElement(std::string_view localName) {
     endName_.assign(NarrowView(localName, scratch_));
     if (TagHandler* handler = byName_.Find(endName_)) handler->End(endName_);
-    return kResultOk;
 }
 
-ResultCode TagDispatcher::characters(const char* chars, std::size_t count) {
+void TagDispatcher::characters(const char* chars, std::size_t count) {
     if (CurrentHandler != nullptr && CurrentHandler->IsOpen) CurrentHandler->AppendText(chars, count);
-    return kResultOk;
 }
 
 TagHandler* TagDispatcher::FindHandler(std::string_view name) const { return byName_.Find(name); }
@@ -39,84 +36,49 @@ void TagDispatcher::AddHandler(std::unique_ptr<TagHandler> handler) {
     Handlers.push_back(std::move(handler));
 }
 
-void TagDispatcher::ClearHandlers() {
+void TagDispatcher::ForgetHandlers() {
     CurrentHandler = nullptr;
+    Seen = {};
     byName_.Clear();
     Handlers.clear();
 }
 
+// ---- DocumentState ----
+
+DocumentState::DocumentState(ColladaReader* document)
+    : MeshLibrary(std::make_unique<morvane::MeshLibrary>(document)),
+      SceneRoot(std::make_unique<TransformNode>("Scene", document)),
+      LibraryRoot(std::make_unique<TransformNode>("Library", document)) {}
+
+DocumentState::~DocumentState() = default;
+
 // ---- ColladaReader ----
 
-ColladaReader::ColladaReader() {
-    RegisterHandlers();
-    Reset();
-}
+ColladaReader::ColladaReader() : state_(std::make_unique<DocumentState>(this)) { RegisterHandlers(); }
 
 ColladaReader::~ColladaReader() = default;
 
-ResultCode ColladaReader::startDocument() {
-    ClearDocument();
-    Reset();
-    MeshLibrary = std::make_unique<morvane::MeshLibrary>(this);
-    SceneRoot = std::make_unique<TransformNode>("Scene", this);
-    LibraryRoot = std::make_unique<TransformNode>("Library", this);
-    return kResultOk;
+void ColladaReader::startDocument() {
+    // What the last document built goes first, whether it was read to its
+    // end or not.
+    state_.reset();
+    ForgetHandlers();
+    RegisterHandlers();
+    state_ = std::make_unique<DocumentState>(this);
 }
 
-ResultCode ColladaReader::endDocument() {
+void ColladaReader::endDocument() {
     Write();
-    MeshLibrary.reset();
-    return kResultOk;
-}
-
-void ColladaReader::Reset() {
-    UnitScale = 0.0254;
-    CurrentLight = nullptr;
-    ToolIsMaxOrMaya = false;
-    ToolIsSketchUp = false;
-    UpAxisIsZ = false;
-    BoundsMin = {1e10, 1e10, 1e10};
-    BoundsMax = {-1e10, -1e10, -1e10};
+    State().MeshLibrary.reset();
 }
 
 void ColladaReader::Write() {}
 
 TransformNode* ColladaReader::FindLibraryNode(std::string_view id) {
-    if (!LibraryRoot) return nullptr;
-    if (!libraryIndex_) libraryIndex_ = std::make_unique<DescendantIndex>(*LibraryRoot);
-    return libraryIndex_->Find(id);
-}
-
-ResultCode ColladaReader::OpenOutput(const std::string& name) {
-    return OutputFile.Open(name) ? kResultOk : kResultFailed;
-}
-
-void ColladaReader::ClearDocument() {
-    // A write that never finished leaves its target as it was.
-    OutputFile.Abandon();
-    ClearHandlers();
-    RegisterHandlers();
-    PositionSourceId.clear();
-    CurrentGeometryId.clear();
-    CurrentCamera = ViewpointNode();
-    CurrentAppearance = AppearanceNode();
-    Appearances.clear();
-    Sources.clear();
-    Images.clear();
-    NodeStack.clear();
-    Animations.clear();
-    AnimationStack.clear();
-    NewParams.clear();
-    Lights.clear();
-    MeshLibrary.reset();
-    libraryIndex_.reset();
-    SceneRoot.reset();
-    LibraryRoot.reset();
-    DocumentNodes.clear();
-    Seen = {};
-    InputBytes = 0;
-    MissingTriangles = 0;
-    OutputWritten = false;
+    DocumentState& state = State();
+    if (!state.LibraryRoot) return nullptr;
+    if (!state.LibraryIndex) state.LibraryIndex = std::make_unique<DescendantIndex>(*state.LibraryRoot);
+    return state.LibraryIndex->Find(id);
 }
 
 }  // namespace morvane

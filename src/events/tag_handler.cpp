@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "events/central_object.h"
-#include "events/narrow_text.h"
+#include "support/narrow_text.h"
 
 namespace morvane {
 

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
 
 namespace morvane {
@@ -89,11 +90,13 @@ int XMLCALL UnknownEncoding(void* refusedName, const XML_Char* name, XML_Encodin
     return XML_STATUS_OK;
 }
 
-std::string SystemError(const char* what, int error) { return std::string(what) + ": " + std::strerror(error); }
+ConversionError SystemError(ErrorKind kind, const char* what, int error) {
+    return ConversionError(kind, std::string(what) + ": " + std::strerror(error));
+}
 
 // One parse: an expat parser bound to a content handler. Whatever a
-// callback throws stops the parse and becomes its result code and reason,
-// so that no exception ever crosses expat's C frames. Once the parse has
+// callback throws stops the parse and becomes its failure, thrown again
+// once expat is out of the way: no exception ever crosses expat's C frames. Once the parse has
 // failed no handler runs again, although expat may still call back.
 class ParseSession {
 public:
@@ -115,20 +118,20 @@ public:
 
     // Feeds a piece of the document as it is; false once the parse has failed.
     bool Feed(const char* data, std::size_t size) {
-        while (failure_ == kResultOk && size > 0) {
+        while (!failure_ && size > 0) {
             const int piece = static_cast<int>(std::min<std::size_t>(size, kLargestBlock));
             if (XML_Parse(parser_, data, piece, XML_FALSE) != XML_STATUS_OK) NoteExpatError();
             fed_ += static_cast<std::uint64_t>(piece);
             data += piece;
             size -= static_cast<std::size_t>(piece);
         }
-        return failure_ == kResultOk;
+        return !failure_;
     }
 
     // Copies a piece of the document into the block being filled, handing
     // each full block to the parser; false once the parse has failed.
     bool Append(const char* data, std::size_t size) {
-        while (failure_ == kResultOk && size > 0) {
+        while (!failure_ && size > 0) {
             if (!OpenBlock()) return false;
             const std::size_t room = blockSize_ - blockFilled_;
             const std::size_t piece = std::min(room, size);
@@ -138,18 +141,18 @@ public:
             size -= piece;
             if (blockFilled_ == blockSize_) ParseBlock(false);
         }
-        return failure_ == kResultOk;
+        return !failure_;
     }
 
     // Reads a file to its end straight into the parser's own buffers.
     // False once the parse has failed or the file could not be read.
     bool AppendFile(int descriptor) {
-        while (failure_ == kResultOk) {
+        while (!failure_) {
             if (!OpenBlock()) return false;
             const ssize_t got = read(descriptor, block_ + blockFilled_, blockSize_ - blockFilled_);
             if (got < 0) {
                 if (errno == EINTR) continue;
-                Fail(kResultFailed, SystemError("cannot read", errno));
+                Fail(SystemError(ErrorKind::kCannotRead, "cannot read", errno));
                 return false;
             }
             if (got == 0) return true;  // the end of the file
@@ -159,31 +162,32 @@ public:
         return false;
     }
 
-    ResultCode Finish() {
-        if (failure_ == kResultOk) {
+    // Ends the document, or throws the failure of the parse.
+    void Finish() {
+        if (!failure_) {
             if (block_ != nullptr) {
                 ParseBlock(true);
             } else if (XML_Parse(parser_, nullptr, 0, XML_TRUE) != XML_STATUS_OK) {
                 NoteExpatError();
             }
         }
-        if (failure_ == kResultOk && handler_ != nullptr) {
+        if (!failure_ && handler_ != nullptr) {
             Guard([&] {
                 handler_->documentBytes(fed_);
                 handler_->endDocument();
             });
         }
-        return failure_;
+        ThrowIfFailed();
     }
 
     // The first failure stays: what follows from it says nothing new.
-    void Fail(ResultCode code, std::string reason) {
-        if (failure_ != kResultOk) return;
-        failure_ = code;
-        reason_ = std::move(reason);
+    void Fail(ConversionError failure) {
+        if (!failure_) failure_.emplace(std::move(failure));
     }
-    ResultCode Failure() const { return failure_; }
-    std::string& Reason() { return reason_; }
+    bool Failed() const { return failure_.has_value(); }
+    void ThrowIfFailed() const {
+        if (failure_) throw *failure_;
+    }
 
 private:
     // A token that spans several blocks is parsed again from its start with
@@ -195,7 +199,7 @@ private:
         blockSize_ = static_cast<std::size_t>(std::clamp<std::uint64_t>(waiting, kReadBlock, kLargestBlock));
         block_ = static_cast<char*>(XML_GetBuffer(parser_, static_cast<int>(blockSize_)));
         blockFilled_ = 0;
-        if (block_ == nullptr) Fail(kResultOutOfMemory, kOutOfMemory);
+        if (block_ == nullptr) Fail(ConversionError(ErrorKind::kOutOfMemory, kOutOfMemory));
         return block_ != nullptr;
     }
 
@@ -217,41 +221,44 @@ private:
     void Guard(F&& step) {
         try {
             step();
-        } catch (const UnreadableDocument& refusal) {
-            Stop(kResultMalformed + XML_ERROR_ABORTED, refusal.what());
+        } catch (const ConversionError& refusal) {
+            Stop(refusal);
         } catch (const std::bad_alloc&) {
-            Stop(kResultOutOfMemory, kOutOfMemory);
+            Stop(ConversionError(ErrorKind::kOutOfMemory, kOutOfMemory));
         } catch (const std::length_error&) {
-            Stop(kResultOutOfMemory, kOutOfMemory);
+            Stop(ConversionError(ErrorKind::kOutOfMemory, kOutOfMemory));
         } catch (const std::exception& error) {
-            Stop(kResultFailed, std::string("internal error: ") + error.what());
+            Stop(ConversionError(ErrorKind::kInternalError, std::string("internal error: ") + error.what()));
         } catch (...) {
-            Stop(kResultFailed, "internal error");
+            Stop(ConversionError(ErrorKind::kInternalError, "internal error"));
         }
     }
 
-    void Stop(ResultCode code, std::string reason) {
-        Fail(code, std::move(reason));
+    void Stop(ConversionError failure) {
+        Fail(std::move(failure));
         XML_StopParser(parser_, XML_FALSE);
     }
 
     void NoteExpatError() {
-        // A stop of our own already carries its code and reason.
+        // A stop of our own already carries its failure.
         const XML_Error error = XML_GetErrorCode(parser_);
-        const ResultCode code = kResultMalformed + static_cast<ResultCode>(error);
         if (error == XML_ERROR_UNKNOWN_ENCODING && !refusedEncoding_.empty()) {
-            Fail(code, "unsupported encoding " + refusedEncoding_);
+            Fail(ConversionError(ErrorKind::kUnsupportedEncoding, "unsupported encoding " + refusedEncoding_));
             return;
         }
         // expat counts columns from 0.
-        Fail(code, "not well-formed XML at line " + std::to_string(XML_GetCurrentLineNumber(parser_)) + ", column " +
-                       std::to_string(XML_GetCurrentColumnNumber(parser_) + 1) + ": " + XML_ErrorString(error));
+        const std::uint64_t line = XML_GetCurrentLineNumber(parser_);
+        const std::uint64_t column = XML_GetCurrentColumnNumber(parser_) + 1;
+        Fail(ConversionError(ErrorKind::kMalformedXml,
+                             "not well-formed XML at line " + std::to_string(line) + ", column " +
+                                 std::to_string(column) + ": " + XML_ErrorString(error),
+                             line, column));
     }
 
     // The session to call a handler for, or null once the parse has failed.
     static ParseSession* Live(void* self) {
         auto* session = static_cast<ParseSession*>(self);
-        if (session->failure_ != kResultOk) return nullptr;
+        if (session->failure_) return nullptr;
         session->NoteEvent();
         return session->handler_ != nullptr ? session : nullptr;
     }
@@ -278,8 +285,7 @@ private:
 
     SaxContentHandler* handler_;
     XML_Parser parser_ = nullptr;
-    ResultCode failure_ = kResultOk;
-    std::string reason_;
+    std::optional<ConversionError> failure_;
     std::string refusedEncoding_;
     // The block of the parser's buffer being filled, if any.
     char* block_ = nullptr;
@@ -306,9 +312,14 @@ std::size_t OnDownloadData(char* data, std::size_t size, std::size_t count, void
     return session->Append(data, bytes) ? bytes : 0;
 }
 
-ResultCode TakeOutcome(ResultCode result, std::string& reason, std::string& into) {
-    into = result == kResultOk ? std::string() : std::move(reason);
-    return result;
+// A parse whose memory runs out fails like any other.
+template <class F>
+void ParseRefusingOutOfMemory(F&& parse) {
+    try {
+        parse();
+    } catch (const std::bad_alloc&) {
+        throw ConversionError(ErrorKind::kOutOfMemory, kOutOfMemory);
+    }
 }
 
 void InitialiseCurlOnce() {
@@ -334,18 +345,16 @@ ResultCode XmlReader::PutContentHandler(SaxContentHandler* handler) {
 
 ResultCode XmlReader::PutErrorHandler(std::nullptr_t) { return kResultOk; }
 
-ResultCode XmlReader::ParseUrl(const std::string& name, bool regularFileOnly) {
-    failureReason_.clear();
-    try {
-        return IsUrl(name) ? ParseDownload(name) : ParseFile(name, regularFileOnly);
-    } catch (const std::bad_alloc&) {
-        return Refuse(kResultOutOfMemory, kOutOfMemory);
+void XmlReader::ParseUrl(const std::string& name, bool regularFileOnly) {
+    if (IsUrl(name)) {
+        ParseRefusingOutOfMemory([&] { ParseDownload(name); });
+    } else {
+        ParseFile(name, regularFileOnly);
     }
 }
 
-ResultCode XmlReader::ParseBuffer(std::string_view document, std::size_t chunkSize) {
-    failureReason_.clear();
-    try {
+void XmlReader::ParseBuffer(std::string_view document, std::size_t chunkSize) {
+    ParseRefusingOutOfMemory([&] {
         ParseSession session(handler_);
         session.Begin();
         if (chunkSize == 0) chunkSize = std::max<std::size_t>(document.size(), 1);
@@ -353,45 +362,40 @@ ResultCode XmlReader::ParseBuffer(std::string_view document, std::size_t chunkSi
             const std::size_t piece = std::min(chunkSize, document.size() - at);
             if (!session.Feed(document.data() + at, piece)) break;
         }
-        return TakeOutcome(session.Finish(), session.Reason(), failureReason_);
-    } catch (const std::bad_alloc&) {
-        return Refuse(kResultOutOfMemory, kOutOfMemory);
-    }
+        session.Finish();
+    });
 }
 
-ResultCode XmlReader::Refuse(ResultCode code, std::string reason) {
-    failureReason_ = std::move(reason);
-    return code;
+void XmlReader::ParseFile(const std::string& path, bool regularFileOnly) {
+    ParseRefusingOutOfMemory([&] { ParseLocalFile(path, regularFileOnly); });
 }
 
-ResultCode XmlReader::ParseFile(const std::string& path, bool regularFileOnly) {
-    constexpr const char* kNotRegular = "not a regular file";
+void XmlReader::ParseLocalFile(const std::string& path, bool regularFileOnly) {
+    const ConversionError notRegular(ErrorKind::kCannotOpen, "not a regular file");
     struct stat status {};
     // Opening a FIFO waits for a writer and opening a device may act on it:
     // a name that was not asked for by itself is looked at first.
-    if (regularFileOnly && stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        return Refuse(kResultNotFound, kNotRegular);
-    }
+    if (regularFileOnly && stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) throw notRegular;
     // Without waiting, in case the name changed in between.
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | (regularFileOnly ? O_NONBLOCK : 0));
-    if (descriptor < 0) return Refuse(kResultNotFound, SystemError("cannot open", errno));
+    if (descriptor < 0) throw SystemError(ErrorKind::kCannotOpen, "cannot open", errno);
     const DescriptorCloser closer{descriptor};
-    if (fstat(descriptor, &status) != 0) return Refuse(kResultNotFound, SystemError("cannot open", errno));
-    if (regularFileOnly && !S_ISREG(status.st_mode)) return Refuse(kResultNotFound, kNotRegular);
-    if (S_ISDIR(status.st_mode)) return Refuse(kResultNotFound, SystemError("cannot open", EISDIR));
+    if (fstat(descriptor, &status) != 0) throw SystemError(ErrorKind::kCannotOpen, "cannot open", errno);
+    if (regularFileOnly && !S_ISREG(status.st_mode)) throw notRegular;
+    if (S_ISDIR(status.st_mode)) throw SystemError(ErrorKind::kCannotOpen, "cannot open", EISDIR);
 
     ParseSession session(handler_);
     session.Begin();
-    const ResultCode result = session.AppendFile(descriptor) ? session.Finish() : session.Failure();
-    return TakeOutcome(result, session.Reason(), failureReason_);
+    if (session.AppendFile(descriptor)) session.Finish();
+    session.ThrowIfFailed();
 }
 
-ResultCode XmlReader::ParseDownload(const std::string& url) {
+void XmlReader::ParseDownload(const std::string& url) {
     InitialiseCurlOnce();
     // Before the handle, which may write into it up to its cleanup.
     char errorText[CURL_ERROR_SIZE] = "";
     std::unique_ptr<CURL, CurlCleanup> curl(curl_easy_init());
-    if (!curl) return Refuse(kResultFailed, kOutOfMemory);
+    if (!curl) throw ConversionError(ErrorKind::kOutOfMemory, kOutOfMemory);
 
     ParseSession session(handler_);
     CURL* c = curl.get();
@@ -413,16 +417,17 @@ ResultCode XmlReader::ParseDownload(const std::string& url) {
 
     session.Begin();
     const CURLcode transfer = curl_easy_perform(c);
-    if (session.Failure() == kResultOk && transfer != CURLE_OK) {
+    if (!session.Failed() && transfer != CURLE_OK) {
         long status = 0;
         if (transfer == CURLE_HTTP_RETURNED_ERROR) curl_easy_getinfo(c, CURLINFO_RESPONSE_CODE, &status);
-        session.Fail(transfer == CURLE_FILE_COULDNT_READ_FILE ? kResultNotFound : kResultDownloadFailed,
-                     status != 0 ? "download failed: HTTP status " + std::to_string(status)
-                                 : std::string("download failed: ") +
-                                       (errorText[0] != 0 ? errorText : curl_easy_strerror(transfer)));
+        session.Fail(ConversionError(
+            transfer == CURLE_FILE_COULDNT_READ_FILE ? ErrorKind::kCannotOpen : ErrorKind::kDownloadFailed,
+            status != 0 ? "download failed: HTTP status " + std::to_string(status)
+                        : std::string("download failed: ") +
+                              (errorText[0] != 0 ? errorText : curl_easy_strerror(transfer))));
     }
-    const ResultCode result = session.Failure() == kResultOk ? session.Finish() : session.Failure();
-    return TakeOutcome(result, session.Reason(), failureReason_);
+    if (!session.Failed()) session.Finish();
+    session.ThrowIfFailed();
 }
 
 }  // namespace morvane

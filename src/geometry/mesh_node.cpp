@@ -1,11 +1,10 @@
 #include "geometry/mesh_node.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <numeric>
 #include <utility>
 
-#include "events/xml_reader.h"
+#include "support/conversion_error.h"
 
 namespace morvane {
 
@@ -24,7 +23,7 @@ constexpr std::size_t kMaxEntries = 0x7FFFFFFFu;
 constexpr std::size_t kSourcesPerCorner = 8;
 
 void AppendPlain(PointList& target, const std::vector<Corner>& corners, double scale, FaceIndexList& faces) {
-    if (target.size() + corners.size() > kMaxEntries) throw UnreadableDocument(kTooManyEntries);
+    if (target.size() + corners.size() > kMaxEntries) throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);
     auto next = static_cast<std::int32_t>(target.size());
     for (const Corner& corner : corners) {
         target.Append(corner.Point, scale);
@@ -86,7 +85,7 @@ void FaceIndexList::StoreIndices() {
 }
 
 void FaceIndexList::CloseFace() {
-    if (count_ > kMaxEntries) throw UnreadableDocument(kTooManyEntries);
+    if (count_ > kMaxEntries) throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);
     const std::size_t end = count_;
     if (ends_.empty()) {
         if (faces_ == 0) length_ = end;
@@ -134,7 +133,6 @@ void MeshNode::AddFacetOptimized(const Facet& facet) {
     AppendWelded(Coordinates, facet.Coordinates, facet.Scale, welding_[0].ByValue, welding_[0].BySource, CoordIndex);
     AppendWelded(Normals, facet.Normals, 1.0, welding_[1].ByValue, welding_[1].BySource, NormalIndex);
     AppendWelded(TexCoords, facet.TexCoords, 1.0, welding_[2].ByValue, welding_[2].BySource, TexCoordIndex);
-    if (CoordIndex.FaceCount() % 128 == 0) std::fputc('.', stdout);
     CoordIndex.CloseFace();
     NormalIndex.CloseFace();
     TexCoordIndex.CloseFace();

@@ -109,7 +109,7 @@ public:
     // Every corner gets points of its own.
     void AddFacet(const Facet& facet);
     // Each point is shared with the first equal point already in the mesh,
-    // channel by channel; prints a progress mark every 128 faces.
+    // channel by channel.
     void AddFacetOptimized(const Facet& facet);
     // Prepares a walk that adds `faces` faces with, per channel (coordinates,
     // normals, texture coordinates), that many corners read from an array
@@ -124,7 +124,7 @@ public:
 
     // The IndexedFaceSet or IndexedLineSet element; a face set already
     // written gives a USE line.
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     MeshKind Kind = MeshKind::kFaceSet;
     std::string MaterialName;
@@ -151,8 +151,8 @@ private:
         std::vector<std::uint32_t> BySource;
     };
 
-    void WriteFaceSet(std::FILE* stream, int indent);
-    void WriteLineSet(std::FILE* stream, int indent);
+    void WriteFaceSet(TextOutput& out, int indent);
+    void WriteLineSet(TextOutput& out, int indent);
 
     std::array<WeldChannel, 3> welding_;
 };

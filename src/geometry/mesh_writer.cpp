@@ -1,19 +1,13 @@
 // The X3D element of a mesh: IndexedFaceSet for a face set, IndexedLineSet
 // for a line set.
-#include <cstdio>
-#include <string_view>
-
 #include "appearance/appearance_node.h"
 #include "events/central_object.h"
 #include "geometry/mesh_node.h"
-#include "geometry/text_output.h"
+#include "support/text_output.h"
 
 namespace morvane {
 
 namespace {
-
-// A printf "%s" stops at the first NUL.
-std::string_view AsCString(const std::string& text) { return std::string_view(text.c_str()); }
 
 // Document axes go out as they are, or with Z up turned to the viewer's Y
 // up: x, z, -y.
@@ -71,29 +65,30 @@ void PutIndexField(TextOutput& out, const FaceIndexList& faces, int indent) {
 
 }  // namespace
 
-void MeshNode::Write(std::FILE* stream, int indent) {
-    WriteTabs(stream, indent);
+void MeshNode::Write(TextOutput& out, int indent) {
+    out.PutTabs(indent);
     // A line set bears no DEF, so a later use writes it in full again.
     if (Written && Kind != MeshKind::kLineSet) {
-        std::fprintf(stream, "<IndexedFaceSet USE='%s'/>\n", GeometryName.c_str());
+        out.Put("<IndexedFaceSet USE='");
+        out.PutString(GeometryName);
+        out.Put("'/>\n");
         return;
     }
     Written = true;
     if (Kind == MeshKind::kFaceSet) {
-        WriteFaceSet(stream, indent);
+        WriteFaceSet(out, indent);
     } else if (Kind == MeshKind::kLineSet) {
-        WriteLineSet(stream, indent);
+        WriteLineSet(out, indent);
     }
 }
 
-void MeshNode::WriteFaceSet(std::FILE* stream, int indent) {
-    const bool zUp = Document != nullptr && Document->UpAxisIsZ;
+void MeshNode::WriteFaceSet(TextOutput& out, int indent) {
+    const bool zUp = Document != nullptr && Document->State().UpAxisIsZ;
     // Without an appearance the mesh counts as untextured.
     const bool textured = Appearance != nullptr && !Appearance->DiffuseTexture.Texture.empty();
-    TextOutput out(stream);
 
     out.Put("<IndexedFaceSet DEF='");
-    out.Put(AsCString(GeometryName));
+    out.PutString(GeometryName);
     out.Put("' containerField='geometry' creaseAngle='");
     out.PutFixed(static_cast<double>(CreaseAngleRadians));
     out.Put("' convex='false' solid='true' ccw='true'\n");
@@ -138,9 +133,8 @@ void MeshNode::WriteFaceSet(std::FILE* stream, int indent) {
     out.Put("</IndexedFaceSet>\n");
 }
 
-void MeshNode::WriteLineSet(std::FILE* stream, int indent) {
-    const bool zUp = Document != nullptr && Document->UpAxisIsZ;
-    TextOutput out(stream);
+void MeshNode::WriteLineSet(TextOutput& out, int indent) {
+    const bool zUp = Document != nullptr && Document->State().UpAxisIsZ;
 
     out.Put("<IndexedLineSet  containerField='geometry'\n");
     out.PutTabs(indent + 1);

@@ -5,8 +5,8 @@
 #include <cassert>
 #include <cmath>
 
-#include "events/name_index.h"
-#include "events/xml_reader.h"
+#include "support/conversion_error.h"
+#include "support/name_index.h"
 
 namespace morvane {
 
@@ -49,7 +49,7 @@ std::uint32_t PointIndex::Weld(PointList& points, const Float3& point, double sc
     while (covered_ < points.size()) Insert(points, static_cast<std::uint32_t>(covered_++));
 
     // Indices are 32-bit in the table and in the face lists.
-    if (points.size() >= 0x7FFFFFFFu) throw UnreadableDocument(kTooManyEntries);
+    if (points.size() >= 0x7FFFFFFFu) throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);
     const Point3 value = points.ValueOf(point, scale);
     if (HasNaN(value)) {
         points.Append(point, scale);

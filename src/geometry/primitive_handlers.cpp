@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <vector>
 
 #include "events/central_object.h"
-#include "events/number_text.h"
 #include "geometry/mesh_node.h"
 #include "geometry/source_arrays.h"
+#include "support/conversion_error.h"
+#include "support/number_text.h"
+#include "support/progress.h"
 
 namespace morvane {
 
@@ -18,12 +19,9 @@ namespace {
 // summed, before it is taken for a hostile one rather than a sloppy one.
 constexpr std::int64_t kMaxMissingTriangles = 1000000;
 
-// Triangles print a progress mark every this many.
-constexpr std::int64_t kTrianglesPerMark = 128;
-
 MeshNode* LastMesh(ColladaReader& owner) {
-    if (!owner.MeshLibrary || owner.MeshLibrary->Children().empty()) return nullptr;
-    return owner.MeshLibrary->Children().back().get();
+    if (!owner.State().MeshLibrary || owner.State().MeshLibrary->Children().empty()) return nullptr;
+    return owner.State().MeshLibrary->Children().back().get();
 }
 
 // The list of a p or vcount element, which is then forgotten.
@@ -35,8 +33,12 @@ void TakeInts(ColladaReader& owner, const char* element, std::vector<std::int32_
     }
 }
 
-void AddFace(const ColladaReader& owner, MeshNode& mesh, const Facet& facet) {
-    if (owner.SmoothMeshes) {
+void AddFace(ColladaReader& owner, MeshNode& mesh, const Facet& facet) {
+    if (owner.Options.SmoothMeshes) {
+        // Welding is slow on a large mesh: it marks its progress.
+        if (static_cast<std::int64_t>(mesh.CoordIndex.FaceCount()) % kFacesPerMark == 0) {
+            owner.MarkProgress(kFacesMark);
+        }
         mesh.AddFacetOptimized(facet);
     } else {
         mesh.AddFacet(facet);
@@ -47,8 +49,8 @@ void ExtendBounds(ColladaReader& owner, const Point3& point) {
     const double values[3] = {point.X, point.Y, point.Z};
     for (int k = 0; k < 3; ++k) {
         // Both tests run: the first point of a document sets both corners.
-        if (values[k] < owner.BoundsMin[k]) owner.BoundsMin[k] = values[k];
-        if (values[k] > owner.BoundsMax[k]) owner.BoundsMax[k] = values[k];
+        if (values[k] < owner.State().BoundsMin[k]) owner.State().BoundsMin[k] = values[k];
+        if (values[k] > owner.State().BoundsMax[k]) owner.State().BoundsMax[k] = values[k];
     }
 }
 
@@ -70,7 +72,7 @@ Channel FindChannel(const ColladaReader& owner, const std::string& sourceId, std
                     std::size_t pointSize) {
     Channel channel;
     channel.Offset = offset;
-    if (const FloatArray* array = FindFloatArray(owner.Sources, sourceId + "-array")) {
+    if (const FloatArray* array = FindFloatArray(owner.State().Sources, sourceId + "-array")) {
         channel.Array = array;
         channel.Points = array->Values.size() / pointSize;
     }
@@ -88,7 +90,7 @@ public:
                  const std::string& texcoordSourceId, std::int32_t vertexOffset, std::int32_t normalOffset,
                  std::int32_t texcoordOffset)
         : owner_(owner), list_(list) {
-        positions_ = FindChannel(owner, owner.PositionSourceId, vertexOffset, 3);
+        positions_ = FindChannel(owner, owner.State().PositionSourceId, vertexOffset, 3);
         // A channel without a source id has no array, whatever the ids of the
         // arrays are.
         if (!normalSourceId.empty()) normals_ = FindChannel(owner, normalSourceId, normalOffset, 3);
@@ -102,10 +104,10 @@ public:
     void BoundAllPositions() {
         if (positions_.Array == nullptr) return;
         // The same as extending them by each point in turn.
-        const PointExtent& extent = positions_.Array->ExtentAt(owner_.UnitScale);
+        const PointExtent& extent = positions_.Array->ExtentAt(owner_.State().UnitScale);
         for (int k = 0; k < 3; ++k) {
-            if (extent.Min[k] < owner_.BoundsMin[k]) owner_.BoundsMin[k] = extent.Min[k];
-            if (extent.Max[k] > owner_.BoundsMax[k]) owner_.BoundsMax[k] = extent.Max[k];
+            if (extent.Min[k] < owner_.State().BoundsMin[k]) owner_.State().BoundsMin[k] = extent.Min[k];
+            if (extent.Max[k] > owner_.State().BoundsMax[k]) owner_.State().BoundsMax[k] = extent.Max[k];
         }
     }
 
@@ -120,7 +122,7 @@ public:
         if (index < 0 || static_cast<std::size_t>(index) >= positions_.Points) return CornerRead::kSkipped;
 
         // Positions are in metres at the unit scale in force now.
-        facet.Scale = owner_.UnitScale;
+        facet.Scale = owner_.State().UnitScale;
         const float* p = positions_.Array->Values.data() + 3 * static_cast<std::size_t>(index);
         if (boundCorner) {
             ExtendBounds(owner_, {static_cast<double>(p[0]) * facet.Scale, static_cast<double>(p[1]) * facet.Scale,
@@ -166,7 +168,7 @@ private:
 void BeginWalk(const ColladaReader& owner, MeshNode& mesh, const CornerReader& reader, std::size_t faces,
                std::size_t corners) {
     mesh.BeginWalk(faces, {corners, reader.HasNormals() ? corners : 0, reader.HasTexCoords() ? corners : 0},
-                   reader.ArrayPoints(), owner.SmoothMeshes);
+                   reader.ArrayPoints(), owner.Options.SmoothMeshes);
 }
 
 }  // namespace
@@ -176,10 +178,10 @@ void BeginWalk(const ColladaReader& owner, MeshNode& mesh, const CornerReader& r
 bool PrimitiveHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
     ColladaReader& owner = Owner();
-    if (!owner.WritePolygons || !owner.MeshLibrary) return true;
+    if (!owner.Options.WritePolygons || !owner.State().MeshLibrary) return true;
     GetAttributeString(attributes, "count", Count);
     GetAttributeString(attributes, "material", Material);
-    owner.MeshLibrary->AddMesh(owner.CurrentGeometryId, Material, MeshKind::kFaceSet, owner.CreaseAngle);
+    owner.State().MeshLibrary->AddMesh(owner.State().CurrentGeometryId, Material, MeshKind::kFaceSet, owner.Options.CreaseAngle);
     return true;
 }
 
@@ -204,7 +206,7 @@ void PrimitiveHandler::ResetOffsets() {
 bool TrianglesHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     ColladaReader& owner = Owner();
-    if (!owner.WritePolygons) return true;
+    if (!owner.Options.WritePolygons) return true;
     const int width = TupleWidth();
     std::vector<std::int32_t> list;
     MeshNode* mesh = TakeIndexList(list);
@@ -213,8 +215,10 @@ bool TrianglesHandler::End(const std::string& name) {
     std::int32_t count = 0;
     ScanInt(Count, count);
     const std::int64_t whole = width == 0 ? 0 : static_cast<std::int64_t>(list.size() / (3 * width));
-    if (count > whole) owner.MissingTriangles += count - whole;
-    if (owner.MissingTriangles > kMaxMissingTriangles) throw UnreadableDocument(kCountsFarBeyondLists);
+    if (count > whole) owner.State().MissingTriangles += count - whole;
+    if (owner.State().MissingTriangles > kMaxMissingTriangles) {
+        throw ConversionError(ErrorKind::kCountsBeyondLists, kCountsFarBeyondLists);
+    }
 
     CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, VertexOffset, NormalOffset,
                         TexcoordOffset);
@@ -226,7 +230,7 @@ bool TrianglesHandler::End(const std::string& name) {
 
     Facet facet;
     for (std::int64_t t = 0; t < count; ++t) {
-        if (t % kTrianglesPerMark == 0) std::fputc('.', stdout);
+        if (t % kFacesPerMark == 0) owner.MarkProgress(kFacesMark);
         facet.Clear();
         for (std::int64_t c = 0; c < 3; ++c) {
             if (reader.Read((3 * t + c) * width, facet, false) == CornerRead::kBeyondList) break;
@@ -241,7 +245,7 @@ bool TrianglesHandler::End(const std::string& name) {
 bool PolylistHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     ColladaReader& owner = Owner();
-    if (!owner.WritePolygons) return true;
+    if (!owner.Options.WritePolygons) return true;
     const int width = TupleWidth();
     std::vector<std::int32_t> vertexCounts;
     TakeInts(owner, "vcount", vertexCounts);
@@ -283,7 +287,7 @@ bool PolygonsHandler::End(const std::string& name) {
 bool PHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     ColladaReader& owner = Owner();
-    if (!owner.WritePolygons || !owner.IsTagOpen("polygons")) return true;
+    if (!owner.Options.WritePolygons || !owner.IsTagOpen("polygons")) return true;
     auto* polygons = owner.FindHandlerAs<PolygonsHandler>("polygons");
     MeshNode* mesh = LastMesh(owner);
     if (polygons == nullptr || mesh == nullptr) {
@@ -313,18 +317,18 @@ bool PHandler::End(const std::string& name) {
 bool LinesHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
     ColladaReader& owner = Owner();
-    if (!owner.WriteLines) return true;
+    if (!owner.Options.WriteLines) return true;
     if (TagHandler* p = owner.FindHandler("p")) p->ClearText();
     GetAttributeString(attributes, "material", Material);
     // A line set has no use for the crease angle.
-    if (owner.MeshLibrary) owner.MeshLibrary->AddMesh(owner.CurrentGeometryId, Material, MeshKind::kLineSet, 60.0f);
+    if (owner.State().MeshLibrary) owner.State().MeshLibrary->AddMesh(owner.State().CurrentGeometryId, Material, MeshKind::kLineSet, 60.0f);
     return true;
 }
 
 bool LinesHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     ColladaReader& owner = Owner();
-    if (!owner.WriteLines) return true;
+    if (!owner.Options.WriteLines) return true;
     MeshNode* mesh = LastMesh(owner);
     std::vector<std::int32_t> list;
     TakeInts(owner, "p", list);

@@ -1,6 +1,6 @@
 #include "geometry/source_arrays.h"
 
-#include "events/number_text.h"
+#include "support/number_text.h"
 
 #include <algorithm>
 #include <charconv>

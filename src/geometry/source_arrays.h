@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "events/record_list.h"
+#include "support/record_list.h"
 
 namespace morvane {
 

@@ -2,28 +2,28 @@
 
 #include "animation/animation_node.h"
 #include "events/central_object.h"
-#include "events/number_text.h"
 #include "geometry/mesh_node.h"
 #include "geometry/primitive_handlers.h"
 #include "geometry/source_arrays.h"
+#include "support/number_text.h"
 
 namespace morvane {
 
 bool GeometryHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    GetAttributeString(attributes, "id", Owner().CurrentGeometryId);
+    GetAttributeString(attributes, "id", Owner().State().CurrentGeometryId);
     return true;
 }
 
 bool FloatArrayHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    Owner().Sources.Add(std::make_unique<FloatArray>(GetAttribute(attributes, "id")));
+    Owner().State().Sources.Add(std::make_unique<FloatArray>(GetAttribute(attributes, "id")));
     return true;
 }
 
 bool FloatArrayHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
-    auto& sources = Owner().Sources;
+    auto& sources = Owner().State().Sources;
     if (sources.empty()) {
         numbers_.Clear();
     } else {
@@ -84,10 +84,10 @@ bool InputHandler::Start(const std::string& name, const AttributeList& attribute
     ColladaReader& owner = Owner();
     const bool inPrimitive =
         owner.IsTagOpen("triangles") || owner.IsTagOpen("polygons") || owner.IsTagOpen("polylist");
-    if (inPrimitive && owner.WritePolygons) {
+    if (inPrimitive && owner.Options.WritePolygons) {
         SetPrimitiveChannel(offset);
     } else if (owner.IsTagOpen("vertices")) {
-        if (Semantic == "POSITION") owner.PositionSourceId = DropFirst(Source);
+        if (Semantic == "POSITION") owner.State().PositionSourceId = DropFirst(Source);
     } else if (AnimationNode* animation = owner.CurrentAnimation(); animation != nullptr && owner.IsTagOpen("sampler")) {
         SamplerInput input;
         input.Semantic = Semantic;
@@ -105,8 +105,8 @@ void InputHandler::SetPrimitiveChannel(int offset) {
         if (owner.IsTagOpen(kind)) target = owner.FindHandlerAs<PrimitiveHandler>(kind);
     }
     if (target == nullptr) return;
-    MeshNode* mesh = (owner.MeshLibrary && !owner.MeshLibrary->Children().empty())
-                         ? owner.MeshLibrary->Children().back().get()
+    MeshNode* mesh = (owner.State().MeshLibrary && !owner.State().MeshLibrary->Children().empty())
+                         ? owner.State().MeshLibrary->Children().back().get()
                          : nullptr;
 
     if (Semantic == "VERTEX") {

@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <string>
 
-#include "events/narrow_text.h"
 #include "events/tag_handler.h"
 #include "geometry/source_arrays.h"
+#include "support/narrow_text.h"
 
 namespace morvane {
 

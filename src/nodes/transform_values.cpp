@@ -6,8 +6,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "events/number_text.h"
 #include "nodes/x3d_node.h"
+#include "support/number_text.h"
 
 namespace morvane {
 

@@ -5,23 +5,21 @@
 
 #include "events/central_object.h"
 #include "geometry/mesh_node.h"
+#include "support/conversion_error.h"
+#include "support/progress.h"
 
 namespace morvane {
 
-void WriteTabs(std::FILE* stream, int count) {
-    for (int i = 0; i < count; ++i) std::fputc('\t', stream);
-}
-
 void X3dNode::Format(std::string&) {}
 
-void X3dNode::Write(std::FILE* stream, int indent) {
-    WriteTabs(stream, indent);
+void X3dNode::Write(TextOutput& out, int indent) {
+    out.PutTabs(indent);
     std::string text;
     Format(text);
-    std::fputs(text.c_str(), stream);
+    out.PutString(text);
 }
 
-void NamedNode::Write(std::FILE*, int) {}
+void NamedNode::Write(TextOutput&, int) {}
 
 MeshLibrary::MeshLibrary(ColladaReader* document) : X3dNode(document) {}
 
@@ -48,7 +46,7 @@ void ShapeNode::AddBinding(std::string symbol, std::string target) {
 }
 
 AppearanceNode* ShapeNode::ChooseAppearance(const MeshNode& mesh) {
-    const AppearanceList& appearances = Document->Appearances;
+    const AppearanceList& appearances = Document->State().Appearances;
     if (AppearanceNode* named = appearances.FindByName(mesh.MaterialName)) return named;
     if (!chained_) {
         bySymbol_.Build(bindings_, [](const MaterialBinding& binding) -> const std::string& { return binding.Symbol; });
@@ -60,16 +58,27 @@ AppearanceNode* ShapeNode::ChooseAppearance(const MeshNode& mesh) {
     return nullptr;
 }
 
-void ShapeNode::Write(std::FILE* stream, int indent) {
-    const MeshLibrary* library = Document != nullptr ? Document->MeshLibrary.get() : nullptr;
+namespace {
+
+// The name a Shape of this mesh goes by: geometry, '_', material.
+void PutShapeName(TextOutput& out, const MeshNode& mesh) {
+    out.PutString(mesh.GeometryName);
+    out.Put('_');
+    out.PutString(mesh.MaterialName);
+}
+
+}  // namespace
+
+void ShapeNode::Write(TextOutput& out, int indent) {
+    const MeshLibrary* library = Document != nullptr ? Document->State().MeshLibrary.get() : nullptr;
     if (Written) {
-        WriteTabs(stream, indent);
+        out.PutTabs(indent);
         if (library == nullptr) return;
         for (CurrentMesh = library->FindNext(Name, nullptr); CurrentMesh != nullptr;
              CurrentMesh = library->FindNext(Name, CurrentMesh)) {
-            ThrowIfWriteFailed(stream);
-            std::fprintf(stream, "<Shape USE='%s_%s'/>\n", CurrentMesh->GeometryName.c_str(),
-                         CurrentMesh->MaterialName.c_str());
+            out.Put("<Shape USE='");
+            PutShapeName(out, *CurrentMesh);
+            out.Put("'/>\n");
         }
         return;
     }
@@ -77,15 +86,16 @@ void ShapeNode::Write(std::FILE* stream, int indent) {
     if (library == nullptr) return;
     for (CurrentMesh = library->FindNext(Name, nullptr); CurrentMesh != nullptr;
          CurrentMesh = library->FindNext(Name, CurrentMesh)) {
-        ThrowIfWriteFailed(stream);
         MeshNode& mesh = *CurrentMesh;
-        WriteTabs(stream, indent);
-        std::fprintf(stream, "<Shape DEF='%s_%s'>\n", mesh.GeometryName.c_str(), mesh.MaterialName.c_str());
+        out.PutTabs(indent);
+        out.Put("<Shape DEF='");
+        PutShapeName(out, mesh);
+        out.Put("'>\n");
         mesh.Appearance = ChooseAppearance(mesh);
-        if (mesh.Appearance != nullptr) mesh.Appearance->Write(stream, indent + 1);
-        mesh.Write(stream, indent + 1);
-        WriteTabs(stream, indent);
-        std::fputs("</Shape>\n", stream);
+        if (mesh.Appearance != nullptr) mesh.Appearance->Write(out, indent + 1);
+        mesh.Write(out, indent + 1);
+        out.PutTabs(indent);
+        out.Put("</Shape>\n");
     }
 }
 
@@ -94,11 +104,12 @@ TransformNode::TransformNode(std::string name, ColladaReader* document)
 
 TransformNode::~TransformNode() = default;
 
-void TransformNode::Write(std::FILE* stream, int indent) {
-    ThrowIfWriteFailed(stream);
-    WriteTabs(stream, indent);
+void TransformNode::Write(TextOutput& out, int indent) {
+    out.PutTabs(indent);
     if (Written) {
-        std::fprintf(stream, "\t\t\t<Transform containerField='children' USE='%s'/>\n", Name.c_str());
+        out.Put("\t\t\t<Transform containerField='children' USE='");
+        out.PutString(Name);
+        out.Put("'/>\n");
         return;
     }
     Written = true;
@@ -107,34 +118,44 @@ void TransformNode::Write(std::FILE* stream, int indent) {
     struct OpenTransform {
         explicit OpenTransform(ColladaReader* document) : document_(document) {
             if (document_ == nullptr) return;
-            if (document_->OpenTransforms > kMaxSceneDepth) throw UnreadableDocument(kNestedTooDeep);
-            ++document_->OpenTransforms;
+            if (document_->State().OpenTransforms > kMaxSceneDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
+            ++document_->State().OpenTransforms;
         }
         ~OpenTransform() {
-            if (document_ != nullptr) --document_->OpenTransforms;
+            if (document_ != nullptr) --document_->State().OpenTransforms;
         }
         ColladaReader* document_;
     } open(Document);
-    std::fputs("<Transform", stream);
-    if (!Name.empty()) std::fprintf(stream, " DEF='%s'", Name.c_str());
-    if (Matrix.IsScalable()) std::fprintf(stream, " scale='%s'", ScaleText().c_str());
-    const bool upAxisIsZ = Document != nullptr && Document->UpAxisIsZ;
-    std::fprintf(stream, " translation='%s'", TranslationText(upAxisIsZ).c_str());
-    std::fprintf(stream, " rotation='%s'", RotationText().c_str());
-    std::fputs(" containerField='children'>\n", stream);
+    out.Put("<Transform");
+    if (!Name.empty()) {
+        out.Put(" DEF='");
+        out.PutString(Name);
+        out.Put('\'');
+    }
+    if (Matrix.IsScalable()) {
+        out.Put(" scale='");
+        out.Put(ScaleText());
+        out.Put('\'');
+    }
+    const bool upAxisIsZ = Document != nullptr && Document->State().UpAxisIsZ;
+    out.Put(" translation='");
+    out.Put(TranslationText(upAxisIsZ));
+    out.Put("' rotation='");
+    out.Put(RotationText());
+    out.Put("' containerField='children'>\n");
 
-    for (X3dNode* instance : instances_) instance->Write(stream, indent + 1);
+    for (X3dNode* instance : instances_) instance->Write(out, indent + 1);
     if (Document != nullptr) {
         for (const std::string& id : NodeInstances) {
-            if (TransformNode* shared = Document->FindLibraryNode(id)) shared->Write(stream, indent + 1);
+            if (TransformNode* shared = Document->FindLibraryNode(id)) shared->Write(out, indent + 1);
         }
     }
     for (const auto& child : Children) {
-        child->Write(stream, indent + 1);
-        std::fputs("+", stdout);
+        child->Write(out, indent + 1);
+        if (Document != nullptr) Document->MarkProgress(kNodeMark);
     }
-    WriteTabs(stream, indent);
-    std::fputs("</Transform>\n", stream);
+    out.PutTabs(indent);
+    out.Put("</Transform>\n");
 }
 
 void TransformNode::AddInstance(X3dNode* instance) {

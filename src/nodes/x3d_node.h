@@ -5,15 +5,15 @@
 #pragma once
 
 #include <array>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
-#include "events/name_index.h"
 #include "nodes/transform_values.h"
+#include "support/name_index.h"
+#include "support/text_output.h"
 
 namespace morvane {
 
@@ -28,9 +28,6 @@ class MeshNode;
 // as its depth.
 inline constexpr int kMaxSceneDepth = 1000;
 
-// Writes `count` tab characters; nothing for zero or less.
-void WriteTabs(std::FILE* stream, int count);
-
 class X3dNode {
 public:
     X3dNode() = default;
@@ -42,7 +39,7 @@ public:
     // Produces the node's whole text; the base leaves `out` unchanged.
     virtual void Format(std::string& out);
     // Writes `indent` tabs and the Format text; no line end of its own.
-    virtual void Write(std::FILE* stream, int indent);
+    virtual void Write(TextOutput& out, int indent);
 
     bool Written = false;
     // The document being converted, for the lists and flags a writer reads.
@@ -52,7 +49,7 @@ public:
 class NamedNode : public X3dNode {
 public:
     using X3dNode::X3dNode;
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     std::string Name;
 };
@@ -113,7 +110,7 @@ public:
 
     // One Shape element per mesh of the geometry, DEF the first time and
     // USE after that.
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     void AddBinding(std::string symbol, std::string target);
     // In document order.
@@ -141,7 +138,7 @@ class TransformNode : public X3dNode {
 public:
     TransformNode(std::string name, ColladaReader* document);
     ~TransformNode() override;
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     // The texts of the scale, translation and rotation attributes: each from
     // the matrix or from the fields, by a test of its own.

@@ -2,7 +2,7 @@
 
 #include <span>
 
-#include "events/number_text.h"
+#include "support/number_text.h"
 
 namespace morvane {
 
@@ -16,21 +16,28 @@ void LightList::clear() {
     lights_.clear();
 }
 
-void DirectionalLightNode::Write(std::FILE*, int) {}
+void DirectionalLightNode::Write(TextOutput&, int) {}
 
-void PointLightNode::Write(std::FILE* stream, int indent) {
-    WriteTabs(stream, indent);
+void PointLightNode::Write(TextOutput& out, int indent) {
+    out.PutTabs(indent);
     if (Written) {
-        std::fprintf(stream, "\t\t\t<PointLight USE='%s'/>\n", Name.c_str());
+        out.Put("\t\t\t<PointLight USE='");
+        out.PutString(Name);
+        out.Put("'/>\n");
         return;
     }
     Written = true;
-    std::fputs("<PointLight", stream);
-    if (!Name.empty()) std::fprintf(stream, " DEF='%s'", Name.c_str());
-    std::fprintf(stream, " color='%s'", FormatNumbers(std::span(Color).first<3>()).c_str());
-    std::fprintf(stream, " attenuation='%s'",
-                 FormatNumbers({ConstantAttenuation, LinearAttenuation, QuadraticAttenuation}).c_str());
-    std::fputs("/>\n", stream);
+    out.Put("<PointLight");
+    if (!Name.empty()) {
+        out.Put(" DEF='");
+        out.PutString(Name);
+        out.Put('\'');
+    }
+    out.Put(" color='");
+    out.Put(FormatNumbers(std::span(Color).first<3>()));
+    out.Put("' attenuation='");
+    out.Put(FormatNumbers({ConstantAttenuation, LinearAttenuation, QuadraticAttenuation}));
+    out.Put("'/>\n");
 }
 
 }  // namespace morvane

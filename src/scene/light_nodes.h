@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "events/name_index.h"
 #include "nodes/x3d_node.h"
+#include "support/name_index.h"
 
 namespace morvane {
 
@@ -23,13 +23,13 @@ public:
 class DirectionalLightNode : public LightNode {
 public:
     using LightNode::LightNode;
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 };
 
 class PointLightNode : public LightNode {
 public:
     using LightNode::LightNode;
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     double ConstantAttenuation = 1.0;
     double LinearAttenuation = 0.0;

@@ -3,9 +3,10 @@
 #include <span>
 
 #include "events/central_object.h"
-#include "events/number_text.h"
 #include "scene/light_nodes.h"
 #include "scene/viewpoint_node.h"
+#include "support/conversion_error.h"
+#include "support/number_text.h"
 
 namespace morvane {
 
@@ -14,21 +15,21 @@ namespace morvane {
 bool AuthoringToolHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     // Substring tests, so that any tool name holding these letters counts.
-    if (Text.find("Maya") != std::string::npos) Owner().ToolIsMaxOrMaya = true;
-    if (Text.find("Max") != std::string::npos) Owner().ToolIsMaxOrMaya = true;
-    if (Text.find("SketchUp") != std::string::npos) Owner().ToolIsSketchUp = true;
+    if (Text.find("Maya") != std::string::npos) Owner().State().ToolIsMaxOrMaya = true;
+    if (Text.find("Max") != std::string::npos) Owner().State().ToolIsMaxOrMaya = true;
+    if (Text.find("SketchUp") != std::string::npos) Owner().State().ToolIsSketchUp = true;
     return true;
 }
 
 bool UnitHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    if (Owner().IsTagOpen("asset")) ScanDoubles(GetAttribute(attributes, "meter"), std::span(&Owner().UnitScale, 1));
+    if (Owner().IsTagOpen("asset")) ScanDoubles(GetAttribute(attributes, "meter"), std::span(&Owner().State().UnitScale, 1));
     return true;
 }
 
 bool UpAxisHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
-    if (Text == "Z_UP") Owner().UpAxisIsZ = true;
+    if (Text == "Z_UP") Owner().State().UpAxisIsZ = true;
     return true;
 }
 
@@ -37,13 +38,13 @@ bool UpAxisHandler::End(const std::string& name) {
 // Each library element starts the stack anew on its root.
 bool LibraryVisualScenesHandler::Start(const std::string& name, const AttributeList&) {
     if (!MatchStart(name)) return false;
-    Owner().NodeStack.assign(1, Owner().SceneRoot.get());
+    Owner().State().NodeStack.assign(1, Owner().State().SceneRoot.get());
     return true;
 }
 
 bool LibraryNodesHandler::Start(const std::string& name, const AttributeList&) {
     if (!MatchStart(name)) return false;
-    Owner().NodeStack.assign(1, Owner().LibraryRoot.get());
+    Owner().State().NodeStack.assign(1, Owner().State().LibraryRoot.get());
     return true;
 }
 
@@ -53,18 +54,18 @@ bool NodeHandler::Start(const std::string& name, const AttributeList& attributes
     TransformNode* parent = reader.CurrentNode();
     if (parent == nullptr) return true;
     // The stack holds the library root below the nodes.
-    if (reader.NodeStack.size() > static_cast<std::size_t>(kMaxSceneDepth)) {
-        throw UnreadableDocument(kNestedTooDeep);
+    if (reader.State().NodeStack.size() > static_cast<std::size_t>(kMaxSceneDepth)) {
+        throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
     }
     parent->Children.push_back(std::make_unique<TransformNode>(GetAttribute(attributes, "id"), &reader));
-    reader.NodeStack.push_back(parent->Children.back().get());
+    reader.State().NodeStack.push_back(parent->Children.back().get());
     return true;
 }
 
 bool NodeHandler::End(const std::string& name) {
     if (!MatchEnd(name)) return false;
     // Even the root goes: nodes are then ignored until a library opens again.
-    if (!Owner().NodeStack.empty()) Owner().NodeStack.pop_back();
+    if (!Owner().State().NodeStack.empty()) Owner().State().NodeStack.pop_back();
     return true;
 }
 
@@ -75,7 +76,7 @@ bool MatrixHandler::End(const std::string& name) {
     auto& elements = node->Matrix.Elements;
     ScanDoubles(Text, elements);
     // The translation column is a length, in document units.
-    for (int i : {3, 7, 11}) elements[i] *= Owner().UnitScale;
+    for (int i : {3, 7, 11}) elements[i] *= Owner().State().UnitScale;
     return true;
 }
 
@@ -135,7 +136,7 @@ bool StoreVector(TagHandler& handler, const std::string& name, Vector3 Transform
 }  // namespace
 
 bool TranslateHandler::End(const std::string& name) {
-    return StoreVector(*this, name, &TransformNode::Translation, Owner().UnitScale);
+    return StoreVector(*this, name, &TransformNode::Translation, Owner().State().UnitScale);
 }
 
 bool ScaleHandler::Start(const std::string& name, const AttributeList& attributes) {
@@ -150,7 +151,7 @@ bool InstanceGeometryHandler::Start(const std::string& name, const AttributeList
     if (!MatchStart(name)) return false;
     Url = GetReference(attributes, "url");
     ColladaReader& reader = Owner();
-    if (TransformNode* node = reader.CurrentNode()) node->AddInstance(reader.MakeNode<ShapeNode>(&reader, Url));
+    if (TransformNode* node = reader.CurrentNode()) node->AddInstance(reader.State().MakeNode<ShapeNode>(&reader, Url));
     return true;
 }
 
@@ -167,7 +168,7 @@ bool InstanceMaterialHandler::Start(const std::string& name, const AttributeList
     TransformNode* node = reader.CurrentNode();
     if (geometry == nullptr || node == nullptr) return true;
     ShapeNode* shape = node->FindInstance(geometry->Url);
-    if (shape == nullptr || reader.Appearances.FindById(Target) == nullptr) return true;
+    if (shape == nullptr || reader.State().Appearances.FindById(Target) == nullptr) return true;
     shape->AddBinding(Symbol, Target);
     return true;
 }
@@ -182,8 +183,8 @@ bool InstanceNodeHandler::Start(const std::string& name, const AttributeList& at
 
 bool CameraHandler::Start(const std::string& name, const AttributeList& attributes) {
     if (!MatchStart(name)) return false;
-    Owner().CurrentCamera.Name = GetAttribute(attributes, "name");
-    Owner().CurrentCamera.Id = GetAttribute(attributes, "id");
+    Owner().State().CurrentCamera.Name = GetAttribute(attributes, "name");
+    Owner().State().CurrentCamera.Id = GetAttribute(attributes, "id");
     return true;
 }
 
@@ -191,7 +192,7 @@ namespace {
 
 bool ScanCameraValue(TagHandler& handler, const std::string& name, double ViewpointNode::*field) {
     if (!handler.MatchEnd(name)) return false;
-    ScanDoubles(handler.Text, std::span(&(handler.Owner().CurrentCamera.*field), 1));
+    ScanDoubles(handler.Text, std::span(&(handler.Owner().State().CurrentCamera.*field), 1));
     return true;
 }
 
@@ -207,7 +208,7 @@ bool InstanceCameraHandler::Start(const std::string& name, const AttributeList& 
     ColladaReader& reader = Owner();
     TransformNode* node = reader.CurrentNode();
     if (node == nullptr) return true;
-    auto* viewpoint = reader.MakeNode<ViewpointNode>(&reader);
+    auto* viewpoint = reader.State().MakeNode<ViewpointNode>(&reader);
     viewpoint->Name = GetReference(attributes, "url");
     node->AddInstance(viewpoint);
     return true;
@@ -217,7 +218,7 @@ bool InstanceCameraHandler::Start(const std::string& name, const AttributeList& 
 
 bool LibraryLightsHandler::Start(const std::string& name, const AttributeList&) {
     if (!MatchStart(name)) return false;
-    Owner().Lights.clear();
+    Owner().State().Lights.clear();
     return true;
 }
 
@@ -226,7 +227,7 @@ bool LightHandler::Start(const std::string& name, const AttributeList& attribute
     Id = GetAttribute(attributes, "id");
     Name = GetAttribute(attributes, "name");
     // A light kind that makes no node must not pass its colour to an earlier light.
-    Owner().CurrentLight = nullptr;
+    Owner().State().CurrentLight = nullptr;
     return true;
 }
 
@@ -236,20 +237,20 @@ template <class Light>
 bool StartLight(TagHandler& handler, const std::string& name) {
     if (!handler.MatchStart(name)) return false;
     ColladaReader& reader = handler.Owner();
-    auto* light = reader.MakeNode<Light>(&reader);
-    reader.CurrentLight = light;
+    auto* light = reader.State().MakeNode<Light>(&reader);
+    reader.State().CurrentLight = light;
     if (const auto* source = reader.FindHandlerAs<LightHandler>("light")) {
         light->Name = source->Name;
         light->Id = source->Id;
     }
-    reader.Lights.Add(light);
+    reader.State().Lights.Add(light);
     return true;
 }
 
 bool ScanAttenuation(TagHandler& handler, const std::string& name, double PointLightNode::*field) {
     if (!handler.MatchEnd(name)) return false;
     ColladaReader& reader = handler.Owner();
-    auto* light = dynamic_cast<PointLightNode*>(reader.CurrentLight);
+    auto* light = dynamic_cast<PointLightNode*>(reader.State().CurrentLight);
     if (light != nullptr && reader.IsTagOpen("light") && reader.IsTagOpen("point")) {
         ScanDoubles(handler.Text, std::span(&(light->*field), 1));
     }
@@ -280,7 +281,7 @@ bool InstanceLightHandler::Start(const std::string& name, const AttributeList& a
     if (!MatchStart(name)) return false;
     ColladaReader& reader = Owner();
     const std::string id = GetReference(attributes, "url");
-    LightNode* light = reader.Lights.Find(id);
+    LightNode* light = reader.State().Lights.Find(id);
     if (light == nullptr) return true;
     if (TransformNode* node = reader.CurrentNode()) node->AddInstance(light);
     return true;

@@ -2,15 +2,20 @@
 
 namespace morvane {
 
-void ViewpointNode::Write(std::FILE* stream, int indent) {
-    WriteTabs(stream, indent);
+void ViewpointNode::Write(TextOutput& out, int indent) {
+    out.PutTabs(indent);
     if (Written) {
-        std::fprintf(stream, "<Viewpoint containerField='children' USE='%s'/>\n", Name.c_str());
+        out.Put("<Viewpoint containerField='children' USE='");
+        out.PutString(Name);
+        out.Put("'/>\n");
         return;
     }
     Written = true;
-    std::fprintf(stream, "<Viewpoint containerField='children' DEF='%s' description='%s'/>\n", Name.c_str(),
-                 Name.c_str());
+    out.Put("<Viewpoint containerField='children' DEF='");
+    out.PutString(Name);
+    out.Put("' description='");
+    out.PutString(Name);
+    out.Put("'/>\n");
 }
 
 }  // namespace morvane

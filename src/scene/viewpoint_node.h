@@ -11,7 +11,7 @@ namespace morvane {
 class ViewpointNode : public NamedNode {
 public:
     using NamedNode::NamedNode;
-    void Write(std::FILE* stream, int indent) override;
+    void Write(TextOutput& out, int indent) override;
 
     std::string Id;
     double XFov = 45.0;

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "lookup_model.h"
 #include "test_support.h"
 
@@ -28,7 +28,7 @@ const AppearanceList& Read(X3dConverter& converter, const std::string& materials
     test::ParseDocument(converter, "<COLLADA>" + prefix + "<library_materials>" + materials +
                                        "</library_materials><library_effects>" + effects +
                                        "</library_effects></COLLADA>");
-    return converter.Appearances;
+    return converter.State().Appearances;
 }
 
 // A record as "diffuse | emission | shininess transparency | diffuse and
@@ -64,8 +64,8 @@ TEST(MaterialReading, ColoursLingerForTheNextEffectButTextureNamesDoNot) {
     Read(early, Material("id='m1'", "#e1") + Material("id='m2'", "#e2"), "",
          "<library_effects>" + Effect("id='e1'", "<diffuse><color>0.1 0.1 0.1</color></diffuse>") +
              Effect("id='e2'", "<diffuse><texture texture='tex'/></diffuse>") + "</library_effects>");
-    ASSERT_EQ(early.Appearances.size(), 2u);
-    for (const AppearanceNode& appearance : early.Appearances) {
+    ASSERT_EQ(early.State().Appearances.size(), 2u);
+    for (const AppearanceNode& appearance : early.State().Appearances) {
         EXPECT_EQ(Described(appearance), "0.1 0.1 0.1 1 | 0.8 0.8 0.8 1 | 0.2 0 | tex/ /");
     }
 }
@@ -142,8 +142,8 @@ TEST(ImageReading, FileNamesLoseTheirPathAndSomeExtensionsBecomeJpg) {
         X3dConverter converter;
         test::ParseDocument(converter, std::string("<COLLADA><library_images><image id='i'><init_from>") + initFrom +
                                            "</init_from></image></library_images></COLLADA>");
-        ASSERT_EQ(converter.Images.size(), 1u) << initFrom;
-        EXPECT_EQ(converter.Images[0].Url, url) << initFrom;
+        ASSERT_EQ(converter.State().Images.size(), 1u) << initFrom;
+        EXPECT_EQ(converter.State().Images[0].Url, url) << initFrom;
     }
 }
 
@@ -167,13 +167,13 @@ TEST(TextureResolution, FollowsSamplerToSurfaceToImageOrNamesAnImage) {
             "<image id='other-image'><init_from>other.png</init_from></image>"
             "<image id='brick-image'><init_from>brick.png</init_from></image></library_images></COLLADA>");
     // An init_from of a newparam is no image.
-    ASSERT_EQ(converter.Images.size(), 2u);
+    ASSERT_EQ(converter.State().Images.size(), 2u);
     // The first record of a sid wins, whichever effect it stands in; a
     // surface is also a record with a Source of its own, which is empty.
     for (const auto& [name, url] : {std::pair{"brick-sampler", "brick.png"}, {"brick-image", "brick.png"},
                                     {"other-image", "other.png"}, {"brick-surface", ""}, {"padded", ""},
                                     {"dangling", ""}, {"lonely", ""}, {"unknown", ""}, {"", ""}}) {
-        const ImageTextureNode* image = ResolveTexture(converter.Images, converter.NewParams, name);
+        const ImageTextureNode* image = ResolveTexture(converter.State().Images, converter.State().NewParams, name);
         EXPECT_EQ(image != nullptr ? image->Url : "", url) << name;
     }
 }
@@ -193,8 +193,8 @@ std::string PlainAppearance(const std::string& name) {
 class AppearanceOutput : public ::testing::Test {
 protected:
     AppearanceOutput() {
-        converter.Images.Add(std::make_unique<ImageTextureNode>(&converter, "brick", "brick.jpg"));
-        converter.Images.Add(std::make_unique<ImageTextureNode>(&converter, "dirt", "dirt maps/dirt.png"));
+        converter.State().Images.Add(std::make_unique<ImageTextureNode>(&converter, "brick", "brick.jpg"));
+        converter.State().Images.Add(std::make_unique<ImageTextureNode>(&converter, "dirt", "dirt maps/dirt.png"));
     }
     AppearanceNode& Add(const std::string& name, const std::string& diffuse = "", const std::string& ambient = "") {
         AppearanceNode& appearance = records.emplace_back(&converter);
@@ -204,7 +204,7 @@ protected:
         return appearance;
     }
     static std::string Written(AppearanceNode& node) {
-        return test::CaptureOutput([&](std::FILE* stream) { node.Write(stream, 0); });
+        return test::WrittenText([&](TextOutput& out) { node.Write(out, 0); });
     }
 
     X3dConverter converter;
@@ -260,7 +260,7 @@ TEST_F(AppearanceOutput, DiffuseAndAmbientTexturesMakeAMultiTexture) {
 }
 
 TEST_F(AppearanceOutput, SketchUpDropsTheMaterialOnlyBesideADiffuseTexture) {
-    converter.ToolIsSketchUp = true;
+    converter.State().ToolIsSketchUp = true;
     EXPECT_EQ(Written(Add("P", "", "brick")), PlainAppearance("P"));
     // Unresolved, the texture still removes the material: nothing is left.
     EXPECT_EQ(Written(Add("U", "missing")), "<Appearance containerField='appearance' DEF='U'>\n</Appearance>\n");

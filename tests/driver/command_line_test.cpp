@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "driver/conversion.h"
-#include "events/central_object.h"
+#include "events/conversion_options.h"
 #include "test_support.h"
 
 namespace morvane {
@@ -18,7 +18,7 @@ namespace {
 // libraries, gzip and the size warning; then the positional arguments and
 // the crease angle.
 std::string Applied(std::vector<std::string> args) {
-    X3dConverter o;
+    ConversionOptions o;
     args.insert(args.begin(), "morvane");
     const CommandLine line = ApplyArguments(args, o);
     std::string text;

@@ -6,8 +6,9 @@
 
 #include <filesystem>
 
+#include "document/output_file.h"
+#include "document/x3d_converter.h"
 #include "driver/command_line.h"
-#include "events/central_object.h"
 #include "test_support.h"
 
 namespace morvane {
@@ -133,11 +134,13 @@ TEST(EndToEnd, AnOutputThatMayNotBeWrittenIsFoundOutBeforeTheDocumentIsRead) {
 // cube of side 2 and one mesh; gives what the output holds.
 std::string Convert(const std::filesystem::path& output) {
     X3dConverter converter;
+    OutputStream file(output.string());
     converter.OutputFileName = output.string();
+    converter.Output = &file;
     converter.startDocument();
-    converter.BoundsMin = {-1.0, -1.0, -1.0};
-    converter.BoundsMax = {1.0, 1.0, 1.0};
-    converter.MeshLibrary->AddMesh("geometry", "", MeshKind::kFaceSet, 60.0f);
+    converter.State().BoundsMin = {-1.0, -1.0, -1.0};
+    converter.State().BoundsMax = {1.0, 1.0, 1.0};
+    converter.State().MeshLibrary->AddMesh("geometry", "", MeshKind::kFaceSet, 60.0f);
     converter.endDocument();
     return std::filesystem::is_regular_file(output) ? test::ReadFile(output) : std::string();
 }

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "test_support.h"
 
 namespace morvane {
@@ -45,26 +45,26 @@ TEST(Attributes, AreFoundByLocalNameInNoNamespaceAndNarrowed) {
     ParseDocument(converter,
                   "<COLLADA xmlns:x='urn:x'><library_materials><material id='\xC3\xA9\xE2\x82\xAC' x:name='prefixed'>"
                   "<instance_effect url='#target'/></material></library_materials></COLLADA>");
-    ASSERT_EQ(converter.Appearances.size(), 1u);
-    EXPECT_EQ(converter.Appearances[0].Id, "\xE9?");
-    EXPECT_EQ(converter.Appearances[0].Name, "");
-    EXPECT_EQ(converter.Appearances[0].EffectRef, "target");
+    ASSERT_EQ(converter.State().Appearances.size(), 1u);
+    EXPECT_EQ(converter.State().Appearances[0].Id, "\xE9?");
+    EXPECT_EQ(converter.State().Appearances[0].Name, "");
+    EXPECT_EQ(converter.State().Appearances[0].EffectRef, "target");
 }
 
 TEST(Lifecycle, EveryDocumentStartsCleanButOptionsCarryOver) {
     X3dConverter converter;
-    converter.WritePolygons = false;
+    converter.Options.WritePolygons = false;
     ParseDocument(converter, "<COLLADA><asset><author>first</author><unit meter='2'/></asset></COLLADA>");
     // A document that breaks off leaves a half-read model behind, which the
     // next document does not see.
-    EXPECT_NE(ParseDocument(converter, "<COLLADA><asset><author>broken</author><unit meter='3'/>"), kResultOk);
-    EXPECT_NE(converter.MeshLibrary, nullptr);
+    EXPECT_NE(ParseDocument(converter, "<COLLADA><asset><author>broken</author><unit meter='3'/>"), "");
+    EXPECT_NE(converter.State().MeshLibrary, nullptr);
     ParseDocument(converter, "<COLLADA><asset><created>now</created></asset></COLLADA>");
     EXPECT_EQ(converter.FindHandler("author")->Text, "");
     EXPECT_EQ(converter.CurrentHandler, converter.FindHandler("created"));
-    EXPECT_DOUBLE_EQ(converter.UnitScale, 0.0254);
-    EXPECT_EQ(converter.MeshLibrary, nullptr);  // gone after the document's end
-    EXPECT_FALSE(converter.WritePolygons);
+    EXPECT_DOUBLE_EQ(converter.State().UnitScale, 0.0254);
+    EXPECT_EQ(converter.State().MeshLibrary, nullptr);  // gone after the document's end
+    EXPECT_FALSE(converter.Options.WritePolygons);
 }
 
 // The lists of one document and what finds their records again are gone
@@ -80,12 +80,12 @@ TEST(Lifecycle, ASecondDocumentFindsNothingOfTheFirst) {
         "</mesh></geometry></library_geometries><library_nodes><node id='lib'/></library_nodes></COLLADA>";
     for (const bool firstOne : {true, false}) {
         ParseDocument(converter, firstOne ? first : "<COLLADA/>");
-        EXPECT_EQ(converter.Images.Find("img") != nullptr, firstOne);
-        EXPECT_EQ(converter.Appearances.FindById("mat") != nullptr, firstOne);
-        EXPECT_EQ(converter.Appearances.FindByName("red") != nullptr, firstOne);
-        EXPECT_EQ(converter.NewParams.Find("samp") != nullptr, firstOne);
-        EXPECT_EQ(converter.Lights.Find("lamp") != nullptr, firstOne);
-        EXPECT_EQ(converter.Sources.Find("pos-array") != nullptr, firstOne);
+        EXPECT_EQ(converter.State().Images.Find("img") != nullptr, firstOne);
+        EXPECT_EQ(converter.State().Appearances.FindById("mat") != nullptr, firstOne);
+        EXPECT_EQ(converter.State().Appearances.FindByName("red") != nullptr, firstOne);
+        EXPECT_EQ(converter.State().NewParams.Find("samp") != nullptr, firstOne);
+        EXPECT_EQ(converter.State().Lights.Find("lamp") != nullptr, firstOne);
+        EXPECT_EQ(converter.State().Sources.Find("pos-array") != nullptr, firstOne);
         EXPECT_EQ(converter.FindLibraryNode("lib") != nullptr, firstOne);
     }
 }

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "events/narrow_text.h"
+#include <optional>
+
+#include "support/narrow_text.h"
 #include "test_support.h"
 
 namespace morvane {
@@ -13,29 +15,35 @@ namespace {
 class Recorder final : public SaxContentHandler {
 public:
     Recorder() { reader.PutContentHandler(this); }
-    ResultCode Parse(const std::string& xml) { return reader.ParseBuffer(xml); }
-    ResultCode startDocument() override { return Note("[start]"); }
-    ResultCode endDocument() override { return Note("[end]"); }
-    ResultCode startElement(std::string_view name, const AttributeList& attributes) override {
-        if (name == "bad") throw UnreadableDocument("bad element");
+    // Runs a parse; gives its refusal, or nothing when it went through.
+    template <class Parse>
+    std::optional<ConversionError> Run(Parse parse) {
+        try {
+            parse(reader);
+        } catch (const ConversionError& refusal) {
+            return refusal;
+        }
+        return std::nullopt;
+    }
+    std::optional<ConversionError> Parse(const std::string& xml) {
+        return Run([&](XmlReader& r) { r.ParseBuffer(xml); });
+    }
+    std::optional<ConversionError> ParseUrl(const std::string& name) {
+        return Run([&](XmlReader& r) { r.ParseUrl(name); });
+    }
+    void startDocument() override { log += "[start]"; }
+    void endDocument() override { log += "[end]"; }
+    void startElement(std::string_view name, const AttributeList& attributes) override {
+        if (name == "bad") throw ConversionError(ErrorKind::kTooDeep, "bad element");
         ++elements;
         std::string_view id;
-        Note("<" + Narrow(name) + (attributes.GetValueFromName("id", id) ? " id=" + Narrow(id) : "") + ">");
-        return kResultOk;
+        log += "<" + Narrow(name) + (attributes.GetValueFromName("id", id) ? " id=" + Narrow(id) : "") + ">";
     }
-    ResultCode endElement(std::string_view name) override { return Note("</" + Narrow(name) + ">"); }
-    ResultCode characters(const char* chars, std::size_t count) override {
-        return Note(Narrow(std::string_view(chars, count)));
-    }
+    void endElement(std::string_view name) override { log += "</" + Narrow(name) + ">"; }
+    void characters(const char* chars, std::size_t count) override { log += Narrow(std::string_view(chars, count)); }
     XmlReader reader;
     std::string log;
     int elements = 0;
-
-private:
-    ResultCode Note(const std::string& text) {
-        log += text;
-        return kResultOk;
-    }
 };
 
 // Nested entities that would expand to 46 * 10^12 characters.
@@ -50,29 +58,46 @@ std::string EntityBomb() {
 }
 
 TEST(XmlReader, AMalformedRefusedOrUnreadableDocumentFailsWithoutEndDocumentAndSaysWhy) {
-    const std::pair<std::string, std::string> cases[] = {
-        // expat counts columns from 0, and places a mismatched end tag at its name.
-        {"<a>\n<b></a>", "not well-formed XML at line 2, column 6: mismatched tag"},
-        {"<a>", "not well-formed XML at line 1, column 4: no element found"},
-        {"<?xml version='1.0' encoding='koi8-r'?><a>x</a>", "unsupported encoding koi8-r"},
-        {"<a><bad/></a>", "bad element"},  // refused by the handler
-        // Failures whose reason is not looked at here.
-        {"", ""}, {"\x01\x02garbage", ""}, {"<a/><b/>", ""}, {EntityBomb(), ""}};
-    for (const auto& [text, reason] : cases) {
+    const struct {
+        std::string text;
+        ErrorKind kind;
+        std::string message;
+        std::uint64_t line = 0;
+        std::uint64_t column = 0;
+    } cases[] = {
+        // expat counts columns from 0, and places a mismatched end tag at its
+        // name; the refusal counts from 1 and carries the place.
+        {"<a>\n<b></a>", ErrorKind::kMalformedXml, "not well-formed XML at line 2, column 6: mismatched tag", 2, 6},
+        {"<a>", ErrorKind::kMalformedXml, "not well-formed XML at line 1, column 4: no element found", 1, 4},
+        {"<?xml version='1.0' encoding='koi8-r'?><a>x</a>", ErrorKind::kUnsupportedEncoding,
+         "unsupported encoding koi8-r"},
+        // Refused by the handler: its own kind and words, no place.
+        {"<a>\n<bad/></a>", ErrorKind::kTooDeep, "bad element"},
+        // Failures whose words are not looked at here.
+        {"", ErrorKind::kMalformedXml, ""},
+        {"\x01\x02garbage", ErrorKind::kMalformedXml, ""},
+        {"<a/><b/>", ErrorKind::kMalformedXml, ""},
+        {EntityBomb(), ErrorKind::kMalformedXml, ""}};
+    for (const auto& c : cases) {
         Recorder recorder;
-        EXPECT_NE(recorder.Parse(text), kResultOk) << text.substr(0, 60);
-        EXPECT_EQ(recorder.log.find("[end]"), std::string::npos) << text.substr(0, 60);
-        if (!reason.empty()) { EXPECT_EQ(recorder.reader.FailureReason(), reason) << text; }
-        // The next parse starts with no reason.
-        EXPECT_EQ(recorder.Parse("<a/>"), kResultOk);
-        EXPECT_EQ(recorder.reader.FailureReason(), "");
+        const std::optional<ConversionError> refusal = recorder.Parse(c.text);
+        ASSERT_TRUE(refusal.has_value()) << c.text.substr(0, 60);
+        EXPECT_EQ(refusal->Kind(), c.kind) << c.text.substr(0, 60);
+        EXPECT_EQ(recorder.log.find("[end]"), std::string::npos) << c.text.substr(0, 60);
+        if (!c.message.empty()) {
+            EXPECT_EQ(refusal->Message(), c.message);
+            EXPECT_EQ(refusal->Line(), c.line) << c.text;
+            EXPECT_EQ(refusal->Column(), c.column) << c.text;
+        }
+        // The next parse is not touched by the failure.
+        EXPECT_FALSE(recorder.Parse("<a/>").has_value());
     }
 }
 
 TEST(XmlReader, NoHandlerRunsOnceOneHasRefusedTheDocument) {
     Recorder recorder;
     // expat still ends an empty element whose start stopped the parse.
-    EXPECT_NE(recorder.Parse("<a><bad/><c/>text</a>"), kResultOk);
+    EXPECT_TRUE(recorder.Parse("<a><bad/><c/>text</a>").has_value());
     EXPECT_EQ(recorder.log, "[start]<a>");
 }
 
@@ -87,7 +112,7 @@ TEST(XmlReader, ReadsUtf16Latin1AndWindows1252) {
     };
     for (const auto& [text, log] : cases) {
         Recorder recorder;
-        EXPECT_EQ(recorder.Parse(text), kResultOk) << text;
+        EXPECT_FALSE(recorder.Parse(text).has_value()) << text;
         EXPECT_EQ(recorder.log, log);
     }
 }
@@ -111,14 +136,15 @@ TEST(XmlReader, ReadsFilesAndFileUrls) {
     const std::string path = (scratch / "big.xml").string();
     for (const std::string& name : {path, "file://" + path}) {
         Recorder recorder;
-        EXPECT_EQ(recorder.reader.ParseUrl(name), kResultOk) << name;
+        EXPECT_FALSE(recorder.ParseUrl(name).has_value()) << name;
         EXPECT_EQ(recorder.elements, elements) << name;
         EXPECT_TRUE(recorder.log.ends_with("[end]")) << name;
     }
     // A file URL is read by the transfer library, which says why it failed in its own words.
     Recorder missing;
-    EXPECT_NE(missing.reader.ParseUrl("file://" + path + ".missing"), kResultOk);
-    EXPECT_EQ(missing.reader.FailureReason().rfind("download failed: ", 0), 0u) << missing.reader.FailureReason();
+    const std::optional<ConversionError> refusal = missing.ParseUrl("file://" + path + ".missing");
+    ASSERT_TRUE(refusal.has_value());
+    EXPECT_EQ(refusal->Message().rfind("download failed: ", 0), 0u) << refusal->Message();
     EXPECT_EQ(missing.log.find("[end]"), std::string::npos);
 }
 
@@ -131,15 +157,16 @@ TEST(XmlReader, StreamsDocumentsFromHttp) {
     });
     for (const char* path : {"/doc.dae", "/moved.dae"}) {
         Recorder served;
-        EXPECT_EQ(served.reader.ParseUrl(server.Url(path)), kResultOk) << path;
+        EXPECT_FALSE(served.ParseUrl(server.Url(path)).has_value()) << path;
         EXPECT_EQ(served.log, "[start]<a id=web>served</a>[end]") << path;
     }
     for (const auto& [path, reason] : {std::pair{"/missing.dae", "download failed: HTTP status 404"},
                                        {"/broken.dae", "not well-formed XML at line 1, column 7: no element found"},
                                        {"/error.dae", "download failed: HTTP status 500"}}) {
         Recorder failed;
-        EXPECT_NE(failed.reader.ParseUrl(server.Url(path)), kResultOk) << path;
-        EXPECT_EQ(failed.reader.FailureReason(), reason);
+        const std::optional<ConversionError> refusal = failed.ParseUrl(server.Url(path));
+        ASSERT_TRUE(refusal.has_value()) << path;
+        EXPECT_EQ(refusal->Message(), reason);
         EXPECT_EQ(failed.log.find("[end]"), std::string::npos) << path;
     }
     EXPECT_EQ(server.Requests(), 6);

@@ -15,7 +15,7 @@ namespace {
 // of writing them.
 class MeshKeeper : public ColladaReader {
 public:
-    void Write() override { Kept = std::move(MeshLibrary); }
+    void Write() override { Kept = std::move(State().MeshLibrary); }
     MeshNode& Mesh(std::size_t i) { return *Kept->Children().at(i); }
     std::unique_ptr<morvane::MeshLibrary> Kept;
 };
@@ -53,19 +53,21 @@ std::string Faces(const FaceIndexList& list) {
     return text;
 }
 
-// Reads a document with one geometry whose mesh holds `body`; gives what
-// the console got, quoted, or says that the document was unreadable.
+// Reads a document with one geometry whose mesh holds `body`; gives the
+// progress marks, quoted, or says that the document was unreadable.
 std::string Read(MeshKeeper& keeper, const std::string& body) {
-    testing::internal::CaptureStdout();
-    const ResultCode result = test::ParseDocument(
+    test::ProgressMarks marks;
+    keeper.Progress = &marks;
+    const std::string refusal = test::ParseDocument(
         keeper, "<COLLADA><library_geometries><geometry id='g'><mesh>" + body +
                     "</mesh></geometry></library_geometries></COLLADA>");
-    const std::string marks = "'" + testing::internal::GetCapturedStdout() + "'";
-    return result == kResultOk ? marks : "unreadable " + marks;
+    keeper.Progress = nullptr;
+    const std::string quoted = "'" + marks.Text + "'";
+    return refusal.empty() ? quoted : "unreadable " + quoted;
 }
 
 // Each mesh as its faces of coordinate, normal and texture coordinate
-// indices, then the bounds in inches and what the console got.
+// indices, then the bounds in inches and the progress marks.
 std::string Walk(MeshKeeper& keeper, const std::string& body) {
     const std::string marks = Read(keeper, body);
     if (keeper.Kept == nullptr) return marks;
@@ -75,9 +77,9 @@ std::string Walk(MeshKeeper& keeper, const std::string& body) {
                 "; ";
     }
     char bounds[160];
-    std::snprintf(bounds, sizeof bounds, "box %g %g %g  %g %g %g; ", keeper.BoundsMin[0] / 0.0254,
-                  keeper.BoundsMin[1] / 0.0254, keeper.BoundsMin[2] / 0.0254, keeper.BoundsMax[0] / 0.0254,
-                  keeper.BoundsMax[1] / 0.0254, keeper.BoundsMax[2] / 0.0254);
+    std::snprintf(bounds, sizeof bounds, "box %g %g %g  %g %g %g; ", keeper.State().BoundsMin[0] / 0.0254,
+                  keeper.State().BoundsMin[1] / 0.0254, keeper.State().BoundsMin[2] / 0.0254, keeper.State().BoundsMax[0] / 0.0254,
+                  keeper.State().BoundsMax[1] / 0.0254, keeper.State().BoundsMax[2] / 0.0254);
     return text + bounds + marks;
 }
 
@@ -149,7 +151,7 @@ TEST(TrianglesWalk, CountAndListDecideTheFacesAndTheirCorners) {
     for (const auto& [body, expected] : cases) EXPECT_EQ(Walk(body), expected) << body;
 
     MeshKeeper sloppy;
-    sloppy.SmoothMeshes = false;
+    sloppy.Options.SmoothMeshes = false;
     EXPECT_EQ(Read(sloppy, kThreePoints + Triangles(" count='1000002'", "", "0 1 2 2 1 0 1")).size(), 7813u + 2);
     EXPECT_EQ(sloppy.Mesh(0).CoordIndex.FaceCount(), 1000002u);
 }
@@ -206,7 +208,7 @@ TEST(LinesWalk, ReadsPlainPairsOfPositions) {
                              Input("TEXCOORD", "t", 1) + "<p>0 1 1 2 7 0 2</p></lines>";
     EXPECT_EQ(Walk(body), "c[0 1][1 2][0] n[][][] t[][][]; box -4 -4 -4  1 1 5; '.'");
     MeshKeeper plain;
-    plain.SmoothMeshes = false;
+    plain.Options.SmoothMeshes = false;
     EXPECT_EQ(Walk(plain, body), "c[0 1][2 3][4] n[][][] t[][][]; box -4 -4 -4  1 1 5; ''");
 }
 

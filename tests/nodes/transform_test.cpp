@@ -4,7 +4,7 @@
 #include <memory>
 #include <random>
 
-#include "events/central_object.h"
+#include "document/x3d_converter.h"
 #include "geometry/mesh_node.h"
 #include "lookup_model.h"
 #include "nodes/x3d_node.h"
@@ -103,7 +103,7 @@ TEST(ShapeNode, AMeshTakesItsAppearanceByNameElseByTheFirstBindingThatResolves) 
             AppearanceNode record;
             record.Name = pick();
             record.Id = pick();
-            converter.Appearances.Add(record);
+            converter.State().Appearances.Add(record);
         }
         ShapeNode shape(&converter, "g");
         std::vector<MaterialBinding> bindings;
@@ -117,7 +117,7 @@ TEST(ShapeNode, AMeshTakesItsAppearanceByNameElseByTheFirstBindingThatResolves) 
 
         for (const std::string& material : names) {
             AppearanceNode* expected = nullptr;
-            for (AppearanceNode& record : converter.Appearances) {
+            for (AppearanceNode& record : converter.State().Appearances) {
                 if (record.Name == material) {
                     expected = &record;
                     break;
@@ -125,7 +125,7 @@ TEST(ShapeNode, AMeshTakesItsAppearanceByNameElseByTheFirstBindingThatResolves) 
             }
             for (std::size_t b = 0; expected == nullptr && b < bindings.size(); ++b) {
                 if (bindings[b].Symbol != material) continue;
-                for (AppearanceNode& record : converter.Appearances) {
+                for (AppearanceNode& record : converter.State().Appearances) {
                     if (record.Id == bindings[b].Target) {
                         expected = &record;
                         break;

@@ -1,4 +1,4 @@
-#include "events/name_index.h"
+#include "support/name_index.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "events/narrow_text.h"
+#include "support/narrow_text.h"
 
 #include <cstdint>
 #include <cstring>

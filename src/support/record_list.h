@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "events/name_index.h"
+#include "support/name_index.h"
 
 namespace morvane {
 

@@ -1,12 +1,14 @@
-#include "geometry/text_output.h"
+#include "support/text_output.h"
 
 #include <bit>
+#include <cassert>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
-#include "document/output_file.h"
-#include "events/number_text.h"
+#include "support/conversion_error.h"
+#include "support/number_text.h"
 
 namespace morvane {
 
@@ -15,6 +17,9 @@ namespace {
 constexpr std::size_t kBufferSize = 1 << 16;
 // The longest "%lf" of a finite double: 309 digits, sign, point, decimals.
 constexpr std::size_t kLongestFixed = 330;
+// The longest that PutShortFixed writes: a sign, 13 digits below 2^40, the
+// point and six decimals.
+constexpr std::size_t kLongestShortFixed = 21;
 
 // Six decimals of a double below 2^40 in magnitude, rounded as printf
 // rounds: the exact binary value, half to even. With value = m 2^e, the
@@ -51,6 +56,7 @@ bool TextOutput::PutShortFixed(double value) {
     bool negative = false;
     std::uint64_t millionths = 0;
     if (!ShortFixedDigits(value, negative, millionths)) return false;
+    assert(static_cast<std::size_t>(end_ - at_) >= kLongestShortFixed);
     if (negative) *at_++ = '-';
     at_ = std::to_chars(at_, end_, millionths / 1000000).ptr;
     *at_++ = '.';
@@ -63,27 +69,28 @@ bool TextOutput::PutShortFixed(double value) {
     return true;
 }
 
-TextOutput::TextOutput(std::FILE* stream)
-    : stream_(stream), buffer_(new char[kBufferSize]), at_(buffer_.get()), end_(buffer_.get() + kBufferSize) {}
-
-TextOutput::~TextOutput() {
-    // No check here: it may run while a failure unwinds, and the stream
-    // keeps its error for the next check.
-    if (!std::ferror(stream_)) Hand();
+void CallbackSink::Take(std::string_view piece) {
+    if (!receive_(piece)) throw ConversionError(ErrorKind::kCannotWrite, "cannot write the output: its receiver refused it");
 }
+
+TextOutput::TextOutput(OutputSink& sink, std::uint64_t limit)
+    : sink_(sink), limit_(limit), buffer_(new char[kBufferSize]), at_(buffer_.get()), end_(buffer_.get() + kBufferSize) {}
+
+TextOutput::~TextOutput() = default;
 
 void TextOutput::Put(std::string_view text) {
     if (text.size() > static_cast<std::size_t>(end_ - at_)) {
         Flush();
         if (text.size() > kBufferSize) {
-            std::fwrite(text.data(), 1, text.size(), stream_);
-            ThrowIfWriteFailed(stream_);
+            Hand(text);
             return;
         }
     }
     std::memcpy(at_, text.data(), text.size());
     at_ += text.size();
 }
+
+void TextOutput::PutString(const std::string& text) { Put(std::string_view(text.c_str())); }
 
 void TextOutput::PutTabs(int count) {
     for (int i = 0; i < count; ++i) Put('\t');
@@ -112,13 +119,19 @@ void TextOutput::PutNumber(double value) {
 }
 
 void TextOutput::Flush() {
-    Hand();
-    ThrowIfWriteFailed(stream_);
+    const std::string_view gathered(buffer_.get(), static_cast<std::size_t>(at_ - buffer_.get()));
+    // Emptied first: a sink that fails leaves nothing to hand again.
+    at_ = buffer_.get();
+    if (!gathered.empty()) Hand(gathered);
 }
 
-void TextOutput::Hand() {
-    if (at_ != buffer_.get()) std::fwrite(buffer_.get(), 1, static_cast<std::size_t>(at_ - buffer_.get()), stream_);
-    at_ = buffer_.get();
+void TextOutput::Hand(std::string_view piece) {
+    if (piece.size() > limit_ - handed_) {
+        throw ConversionError(ErrorKind::kOutputTooLarge,
+                              "output larger than the limit of " + std::to_string(limit_) + " bytes");
+    }
+    sink_.Take(piece);
+    handed_ += piece.size();
 }
 
 }  // namespace morvane

@@ -1,4 +1,4 @@
-#include "events/number_text.h"
+#include "support/number_text.h"
 
 #include <charconv>
 #include <cstdint>

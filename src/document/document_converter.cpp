@@ -1,0 +1,85 @@
+#include "document/document_converter.h"
+
+#include <new>
+
+#include "events/element_kinds.h"
+
+namespace morvane {
+
+namespace {
+
+// Why a document that was read to its end gave no output.
+std::string NothingToConvert(const SeenKinds& seen) {
+    if (seen.MeshPrimitive) return "nothing to convert (its primitives are left out by -sy or -sl)";
+    std::string unread;
+    for (std::size_t k = 0; k < std::size(kUnreadKinds); ++k) {
+        if ((seen.Unread & (1u << k)) == 0) continue;
+        if (!unread.empty()) unread += ", ";
+        unread += kUnreadKinds[k].Plural;
+    }
+    if (unread.empty()) return "nothing to convert (no triangles, polylist, polygons or lines)";
+    return "nothing to convert (no triangles, polylist, polygons or lines; it has " + unread + ")";
+}
+
+}  // namespace
+
+ResultCode DocumentConverter::Attach() {
+    const ResultCode result = reader_.PutContentHandler(&converter_);
+    attached_ = result == kResultOk;
+    return result;
+}
+
+ResultCode DocumentConverter::Detach() {
+    attached_ = false;
+    const ResultCode handler = reader_.PutContentHandler(nullptr);
+    const ResultCode errors = reader_.PutErrorHandler(nullptr);
+    return handler != kResultOk ? handler : errors;
+}
+
+void DocumentConverter::Parse(const DocumentInput& input) {
+    switch (input.Source) {
+        case DocumentInput::Kind::kFile:
+            reader_.ParseFile(input.Name, input.RegularFileOnly);
+            break;
+        case DocumentInput::Kind::kUrl:
+            if (!IsUrl(input.Name)) {
+                throw ConversionError(ErrorKind::kCannotOpen, "cannot open: not an http://, https:// or file:// URL");
+            }
+            reader_.ParseUrl(input.Name);
+            break;
+        case DocumentInput::Kind::kMemory:
+            reader_.ParseBuffer(input.Bytes, input.ChunkSize);
+            break;
+    }
+}
+
+ConversionResult DocumentConverter::Convert(const ConversionJob& job, OutputSink& output, ProgressSink* progress) {
+    converter_.Options = job.Options;
+    converter_.OutputFileName = job.OutputName;
+    converter_.Output = &output;
+    converter_.Progress = progress;
+    ConversionResult result;
+    try {
+        if (!attached_ && Attach() != kResultOk) {
+            throw ConversionError(ErrorKind::kInternalError, "internal error: the reader cannot be set up");
+        }
+        Parse(job.Input);
+        if (!converter_.State().OutputWritten) {
+            throw ConversionError(ErrorKind::kNothingToConvert, NothingToConvert(converter_.Seen));
+        }
+    } catch (const ConversionError& refusal) {
+        result.Refusal = refusal;
+    } catch (const std::bad_alloc&) {
+        result.Refusal = ConversionError(ErrorKind::kOutOfMemory, kOutOfMemory);
+    }
+    converter_.Output = nullptr;
+    converter_.Progress = nullptr;
+    return result;
+}
+
+ConversionResult ConvertDocument(const ConversionJob& job, OutputSink& output, ProgressSink* progress) {
+    DocumentConverter converter;
+    return converter.Convert(job, output, progress);
+}
+
+}  // namespace morvane

@@ -61,8 +61,17 @@ public:
     virtual void documentBytes(std::uint64_t) {}
 };
 
-// True for the names that are fetched as URLs rather than opened as files.
+// True for the names that are read as URLs rather than as local paths:
+// http://, https:// and file://, in lower case.
 bool IsUrl(std::string_view name);
+bool IsFileUrl(std::string_view name);
+
+// The path of the file that a file:// URL names, percent-decoded. A query
+// or a fragment is no part of it, and "." and ".." segments are resolved as
+// in any URL. Only this machine's files are named: the host is empty,
+// "localhost" in any letter case, or 127.0.0.1. False, with the reason the
+// user is told, for a URL that names no such file.
+bool LocalPathOfFileUrl(const std::string& url, std::string& path, std::string& reason);
 
 class XmlReader {
 public:
@@ -74,11 +83,12 @@ public:
     // No error handler is ever installed; clearing it always succeeds.
     ResultCode PutErrorHandler(std::nullptr_t);
 
-    // Parses a local file, or an http://, https:// or file:// URL, streaming
-    // it into the parser. Events arrive on this thread before it returns.
-    // endDocument is delivered only when the whole document was well formed.
-    // With `regularFileOnly`, a local name that is not a regular file (a
-    // directory, a FIFO, a device) fails without being opened for reading.
+    // Parses a local file, or an http:// or https:// URL, streaming it into
+    // the parser; a file:// URL is read as the local file it names. Events
+    // arrive on this thread before it returns. endDocument is delivered only
+    // when the whole document was well formed. With `regularFileOnly`, a
+    // local name that is not a regular file (a directory, a FIFO, a device)
+    // fails without being opened for reading.
     ResultCode ParseUrl(const std::string& name, bool regularFileOnly = false);
 
     // Parses a document held in memory, handed to the parser in pieces of

@@ -11,7 +11,9 @@
 #include <netinet/in.h>
 #include <stdlib.h>
 #include <sys/resource.h>
+#include <sys/ptrace.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -79,6 +81,59 @@ ScratchDirectory::~ScratchDirectory() {
     std::filesystem::remove_all(path_, ignored);
 }
 
+namespace {
+
+// What a child that cannot be traced exits with before it runs the program.
+constexpr int kCannotTrace = 125;
+
+// The string at `address` in a stopped traced process, up to `limit` bytes.
+std::string PeekString(pid_t child, unsigned long long address, std::size_t limit = 4096) {
+    std::string text;
+    while (text.size() < limit) {
+        errno = 0;
+        const long word = ptrace(PTRACE_PEEKDATA, child, reinterpret_cast<void*>(address + text.size()), nullptr);
+        if (errno != 0) break;
+        const char* bytes = reinterpret_cast<const char*>(&word);
+        for (std::size_t i = 0; i < sizeof word; ++i) {
+            if (bytes[i] == '\0') return text;
+            text += bytes[i];
+        }
+    }
+    return text;
+}
+
+// Follows a child that stopped at its exec under PTRACE_TRACEME from one
+// system call to the next until it opens `path`; runs `act` at the entry
+// of that open and lets the child go on untraced. False when the child
+// ended first, with its status in `status`.
+bool RunUntilOpen(pid_t child, const std::string& path, const std::function<void()>& act, int& status) {
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    int pass = 0;
+    for (;;) {
+        if (ptrace(PTRACE_SYSCALL, child, nullptr, reinterpret_cast<void*>(static_cast<long>(pass))) != 0) return false;
+        if (waitpid(child, &status, 0) != child || !WIFSTOPPED(status)) return false;
+        pass = 0;
+        if (WSTOPSIG(status) != (SIGTRAP | 0x80)) {
+            pass = WSTOPSIG(status) == SIGTRAP ? 0 : WSTOPSIG(status);
+            continue;
+        }
+        __ptrace_syscall_info info{};
+        if (ptrace(PTRACE_GET_SYSCALL_INFO, child, reinterpret_cast<void*>(sizeof info), &info) <= 0) continue;
+        if (info.op != PTRACE_SYSCALL_INFO_ENTRY) continue;
+        unsigned long long name = 0;
+        if (info.entry.nr == SYS_openat) name = info.entry.args[1];
+#ifdef SYS_open
+        if (info.entry.nr == SYS_open) name = info.entry.args[0];
+#endif
+        if (name == 0 || PeekString(child, name) != path) continue;
+        act();
+        ptrace(PTRACE_DETACH, child, nullptr, nullptr);
+        return true;
+    }
+}
+
+}  // namespace
+
 Ending Execute(const Launch& launch) {
     ScratchDirectory io;
     WriteFile(io / "stdin", launch.Input);
@@ -96,18 +151,20 @@ Ending Execute(const Launch& launch) {
     if (child < 0) throw std::runtime_error("fork failed");
     if (child == 0) {
         // Only calls that are safe between fork and exec.
-        const int input = open(in.c_str(), O_RDONLY);
+        const int input = launch.Stdin >= 0 ? launch.Stdin : open(in.c_str(), O_RDONLY);
         const int output = launch.Stdout >= 0 ? launch.Stdout : open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         const int error = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         if (input < 0 || output < 0 || error < 0 || dup2(input, 0) < 0 || dup2(output, 1) < 0 || dup2(error, 2) < 0 ||
             chdir(directory.c_str()) != 0) {
             _exit(127);
         }
-        for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_DFL);
+        for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGALRM, SIGUSR1, SIGUSR2, SIGPIPE, SIGXFSZ}) {
+            std::signal(signal, SIG_DFL);
+        }
+        for (int signal : launch.IgnoredSignals) std::signal(signal, SIG_IGN);
         const rlimit noCore{0, 0};
         setrlimit(RLIMIT_CORE, &noCore);
         if (launch.FileSizeLimit > 0) {
-            std::signal(SIGXFSZ, SIG_IGN);
             const rlimit limit{static_cast<rlim_t>(launch.FileSizeLimit), static_cast<rlim_t>(launch.FileSizeLimit)};
             if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(127);
         }
@@ -116,15 +173,27 @@ Ending Execute(const Launch& launch) {
              setuid(static_cast<uid_t>(launch.User)) != 0)) {
             _exit(127);
         }
+        if (!launch.TracedPath.empty() && ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(kCannotTrace);
         execv(argv[0], argv.data());
         _exit(127);
     }
 
-    if (launch.WhileRunning) launch.WhileRunning(child);
     Ending ending;
     int status = 0;
+    bool ended = false;
+    if (!launch.TracedPath.empty()) {
+        // The exec stops a child that is traced; one that is not has ended.
+        if (waitpid(child, &status, 0) == child && WIFSTOPPED(status)) {
+            ending.traced = true;
+            ending.openSeen = RunUntilOpen(child, launch.TracedPath, launch.BeforeOpen, status);
+            ended = !ending.openSeen && (WIFEXITED(status) || WIFSIGNALED(status));
+        } else {
+            ended = true;
+        }
+    }
+    if (launch.WhileRunning) launch.WhileRunning(child);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(launch.TimeoutSeconds);
-    while (waitpid(child, &status, WNOHANG) == 0) {
+    while (!ended && waitpid(child, &status, WNOHANG) == 0) {
         if (std::chrono::steady_clock::now() > deadline) {
             kill(child, SIGKILL);
             waitpid(child, &status, 0);
@@ -228,7 +297,8 @@ std::string DiagnosticProblem(const std::string& err, const std::string& input, 
         "output larger than the limit of [1-9][0-9]* bytes|too many entries \\(a list would reach 2\\^31\\)|"
         "out of memory|cannot write .+: .+|refused: .+ would overwrite the input|"
         "refused: .+ is an existing \\.dae file|"
-        "refused: .+ is a symbolic link in a sticky directory, owned by someone else");
+        "refused: .+ is a symbolic link in a sticky directory, owned by someone else|"
+        "refused: .+ is the standard input");
     const std::string head = "morvane: " + input + ": ";
     if (!err.starts_with(head) || !err.ends_with("\n") || err.find('\n') != err.size() - 1) {
         return "not one line about " + input + ": " + err;

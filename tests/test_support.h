@@ -59,14 +59,23 @@ struct Launch {
     std::string Input{};
     // Standard output; -1 captures it.
     int Stdout = -1;
+    // Standard input; -1 reads `Input`.
+    int Stdin = -1;
     // Runs the program as this user and group when both are set (needs root).
     int User = -1;
     int Group = -1;
-    // The largest file the program may write, with SIGXFSZ ignored so that a
-    // write beyond fails like one on a full disk; 0 for no limit.
+    // The largest file the program may write; 0 for no limit.
     long FileSizeLimit = 0;
+    // Signals that the program starts with ignored, as under nohup; every
+    // other signal that ends a conversion starts at its default action.
+    std::vector<int> IgnoredSignals{};
     // Called once the program runs, with its process id.
     std::function<void(int)> WhileRunning{};
+    // When set, the program is traced until it opens this path (the name as
+    // it hands it to the system) and `BeforeOpen` runs just before that open
+    // goes ahead; then the trace ends. See Ending::traced.
+    std::string TracedPath{};
+    std::function<void()> BeforeOpen{};
     // After this the program is killed and the run counts as hung.
     int TimeoutSeconds = 300;
 };
@@ -76,11 +85,16 @@ struct Ending {
     // The signal that ended it, or 0.
     int signal = 0;
     bool hung = false;
+    // With a TracedPath: whether the program could be traced at all, and
+    // whether BeforeOpen ran.
+    bool traced = false;
+    bool openSeen = false;
     std::string out;
     std::string err;
 };
 // Starts the program with the signals that end a conversion at their
-// default actions, whatever the test runner's are.
+// default actions, whatever the test runner's are, except those the launch
+// asks to be ignored.
 Ending Execute(const Launch& launch);
 
 // Runs the built morvane in `directory` with `args`, feeding `input` to its

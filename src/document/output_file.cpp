@@ -27,7 +27,12 @@ namespace {
 // As the kernel gives up on a path.
 constexpr int kMostLinks = 40;
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
+// Signals whose default action ends the program, and which a user or a
+// system may send to stop a run.
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGALRM, SIGUSR1, SIGUSR2};
+// Signals that stand for a failed write: ignored, so that the write fails
+// with its errno (EFBIG, EPIPE) and is reported like any other.
+constexpr int kWriteFailureSignals[] = {SIGXFSZ, SIGPIPE};
 
 // The temporary file being written, if any, for the signal handler. A heap
 // string, so that paths of any length work; published only while whole.
@@ -88,6 +93,23 @@ void PushComponents(std::string_view path, std::vector<std::string>& pending) {
     pending.insert(pending.end(), parts.rbegin(), parts.rend());
 }
 
+bool SameFile(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
+
+// The standard descriptor (0, 1 or 2) whose file `name` is, whatever it is
+// called: /dev/stdout, //dev/./stdout, /proc/thread-self/fd/1 or the log
+// that the shell appends to. -1 for a name of any other file.
+int StandardDescriptorOf(const std::string& name) {
+    struct stat status {};
+    if (name.empty() || stat(name.c_str(), &status) != 0) return -1;
+    // Standard output and error first: writing where they already write is
+    // harmless even when standard input is the same terminal.
+    for (int descriptor : {1, 2, 0}) {
+        struct stat open {};
+        if (fstat(descriptor, &open) == 0 && SameFile(open, status)) return descriptor;
+    }
+    return -1;
+}
+
 // The descriptor that a name of an open descriptor stands for; -1 for any
 // other name.
 int DescriptorOfName(const std::string& name) {
@@ -146,7 +168,14 @@ OutputTarget FindOutputTarget(const std::string& name) {
         target.Refusal = CannotWrite(name, error);
         return target;
     };
-    if (const int descriptor = DescriptorOfName(name); descriptor >= 0) {
+    int descriptor = StandardDescriptorOf(name);
+    if (descriptor == 0) {
+        // Replacing it would destroy what the shell feeds the program.
+        target.Refusal = "refused: " + name + " is the standard input";
+        return target;
+    }
+    if (descriptor < 0) descriptor = DescriptorOfName(name);
+    if (descriptor >= 0) {
         // Written through as it is: never reopened, never truncated.
         const int flags = fcntl(descriptor, F_GETFL);
         if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY) return refuse(EBADF);
@@ -219,6 +248,7 @@ int WriteAccessError(const OutputTarget& target) {
 }
 
 void RemoveTemporaryFileOnSignals() {
+    for (int signal : kWriteFailureSignals) std::signal(signal, SIG_IGN);
     struct sigaction action {};
     action.sa_handler = &RemoveTemporaryAndEnd;
     action.sa_flags = SA_RESETHAND;
@@ -257,8 +287,9 @@ bool OutputStream::Open(const std::string& name) {
     } else if (target.Exists && S_ISDIR(target.Status.st_mode)) {
         return fail(CannotWrite(name, EISDIR));
     } else if (target.Exists && !S_ISREG(target.Status.st_mode)) {
-        // A FIFO or a device has no directory entry worth protecting.
-        descriptor = open(target_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+        // A FIFO or a device has no directory entry worth protecting: it is
+        // written in place, so it must be the very file that was examined.
+        return OpenInPlace(name, target.Status);
     } else {
         // A short name of fixed length, so that any name the file system
         // takes for the target works.
@@ -287,6 +318,37 @@ bool OutputStream::Open(const std::string& name) {
         }
     }
     if (descriptor < 0) return fail(CannotWrite(name, errno));
+    descriptor_ = descriptor;
+    return true;
+}
+
+bool OutputStream::OpenInPlace(const std::string& name, const struct stat& examined) {
+    auto fail = [&](std::string reason) {
+        openFailure_ = std::move(reason);
+        return false;
+    };
+    const std::string changed = "cannot write " + name + ": it was replaced while it was being opened";
+    // Not through a link that took its place, and without waiting for a
+    // reader of a FIFO, which may never come.
+    const int descriptor = open(target_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (descriptor < 0) {
+        if (errno == ELOOP) return fail(changed);
+        if (errno == ENXIO && S_ISFIFO(examined.st_mode)) return fail("cannot write " + name + ": no process reads it");
+        return fail(CannotWrite(name, errno));
+    }
+    struct stat opened {};
+    if (fstat(descriptor, &opened) != 0 || !SameFile(opened, examined) ||
+        (opened.st_mode & S_IFMT) != (examined.st_mode & S_IFMT)) {
+        close(descriptor);
+        return fail(changed);
+    }
+    // The writes wait for a slow reader like those of any other file.
+    const int flags = fcntl(descriptor, F_GETFL);
+    if (flags < 0 || fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+        const int error = errno;
+        close(descriptor);
+        return fail(CannotWrite(name, error));
+    }
     descriptor_ = descriptor;
     return true;
 }

@@ -3,8 +3,10 @@
 // temporary name and renamed over the target only when all of it was
 // written; a failed write leaves any earlier file of that name as it was.
 // A target that exists and is not a regular file (a FIFO, a device) is
-// written directly, and a name of an open descriptor (/dev/stdout) is
-// written through that descriptor.
+// written directly, once it is sure to be the file that was examined; a
+// FIFO that nobody reads is refused rather than waited for. A target that
+// is the file of standard output or standard error, under any name, is
+// written through that descriptor; the file of standard input is refused.
 #pragma once
 
 #include <sys/stat.h>
@@ -27,7 +29,9 @@ struct OutputTarget {
     std::string Path;
     // Whether a symbolic link was followed to reach Path.
     bool ThroughLink = false;
-    // The descriptor of /dev/stdout, /dev/stderr, /dev/fd/N, /proc/self/fd/N; -1 otherwise.
+    // The open descriptor that receives the text: 1 or 2 for the file of
+    // standard output or error whatever its name, N for /dev/fd/N and
+    // /proc/self/fd/N; -1 otherwise.
     int Descriptor = -1;
     bool Exists = false;
     struct stat Status {};
@@ -47,9 +51,12 @@ OutputTarget FindOutputTarget(const std::string& name);
 // directory, or the directory of a new one. Otherwise the errno.
 int WriteAccessError(const OutputTarget& target);
 
-// From now on, SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGPIPE remove the
-// temporary file being written, if any, and then end the program as they
-// would have. A signal that is ignored stays ignored.
+// From now on, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGALRM, SIGUSR1
+// and SIGUSR2 remove the temporary file being written, if any, and then end
+// the program as they would have; a signal that is ignored stays ignored.
+// SIGXFSZ and SIGPIPE are ignored: a write past the file size limit, or
+// into a pipe whose reader left, fails and is reported like a full disk,
+// and a standard output whose reader left costs no conversion.
 void RemoveTemporaryFileOnSignals();
 
 class OutputStream final : public OutputSink {
@@ -80,6 +87,8 @@ public:
     ConversionError Failure() const;
 
 private:
+    // Opens an existing FIFO or device at target_ for writing in place.
+    bool OpenInPlace(const std::string& name, const struct stat& examined);
     bool Failed() const { return error_ != 0 || !openFailure_.empty(); }
     void ForgetFailures();
     // Closes the descriptor and removes or renames the temporary file;

@@ -7,6 +7,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -42,9 +45,11 @@ bool EndsWithDaeAnyCase(const std::string& name) {
 }
 
 // The local file that an input names, a path or a file:// URL; empty for a
-// download.
+// download, or for a file URL that names no file of this machine.
 std::string LocalPathOf(const std::string& input) {
-    if (input.starts_with("file://")) return FileUrlPath(input);
+    std::string path;
+    std::string ignored;
+    if (IsFileUrl(input)) return LocalPathOfFileUrl(input, path, ignored) ? path : std::string();
     return IsUrl(input) ? std::string() : input;
 }
 
@@ -86,7 +91,22 @@ private:
 };
 
 void Report(const ConsoleStreams& console, const std::string& input, const std::string& reason) {
-    std::fprintf(console.err, "morvane: %s: %s\n", input.c_str(), reason.c_str());
+    std::fprintf(console.err, "morvane: %s: %s\n", ShownInOneLine(input).c_str(), ShownInOneLine(reason).c_str());
+}
+
+// Why a pattern found nothing, when it is not plain that it matched nothing.
+std::string NoMatchReason(const std::string& pattern, const std::string& failure) {
+    auto startsWithAnyCase = [&](std::string_view prefix) {
+        return pattern.size() >= prefix.size() &&
+               std::equal(prefix.begin(), prefix.end(), pattern.begin(), [](char a, char b) {
+                   return a == std::tolower(static_cast<unsigned char>(b));
+               });
+    };
+    if (startsWithAnyCase("http://") || startsWithAnyCase("https://") || startsWithAnyCase("file://")) {
+        return "no file matches (an input that holds % or * is read as a pattern, even one that starts like a "
+               "URL)";
+    }
+    return failure.empty() ? "no file matches" : failure;
 }
 
 }  // namespace
@@ -102,16 +122,36 @@ std::uint64_t FileSize(const std::string& name) {
     return static_cast<std::uint64_t>(status.st_size);
 }
 
-std::string FileUrlPath(const std::string& url) {
-    std::string path = url.substr(std::string_view("file://").size());
-    if (path.starts_with("localhost/")) path.erase(0, std::string_view("localhost").size());
-    return path;
+std::string ShownInOneLine(const std::string& text) {
+    static constexpr char kHex[] = "0123456789abcdef";
+    std::string shown;
+    shown.reserve(text.size());
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F) {
+            shown += c;
+        } else if (c == '\n') {
+            shown += "\\n";
+        } else if (c == '\t') {
+            shown += "\\t";
+        } else if (c == '\r') {
+            shown += "\\r";
+        } else {
+            shown += "\\x";
+            shown += kHex[byte >> 4];
+            shown += kHex[byte & 0xF];
+        }
+    }
+    return shown;
 }
 
 std::string DeriveOutputName(const std::string& input, const std::string& extension) {
     std::string name = input;
-    if (input.starts_with("file://")) {
-        name = FileUrlPath(input);
+    std::string ignored;
+    if (IsFileUrl(input)) {
+        // Beside the file that the URL names. A URL that names none keeps
+        // the text after "file://": it is refused before anything is written.
+        if (!LocalPathOfFileUrl(input, name, ignored)) name = input.substr(std::string_view("file://").size());
     } else if (name.starts_with("http")) {
         name = FileNameOf(name);
     }
@@ -157,15 +197,19 @@ bool MatchesPattern(std::string_view pattern, std::string_view name) {
     return p == pattern.size();
 }
 
-std::vector<std::string> FindMatchingFiles(const std::string& pattern) {
+std::vector<std::string> FindMatchingFiles(const std::string& pattern, std::string* failure) {
     const std::size_t cut = FileNameStart(pattern);
     const std::string directory = pattern.substr(0, cut);
     const std::string filePattern = pattern.substr(cut);
     const bool showHidden = filePattern.starts_with(".");
 
     std::vector<std::string> names;
-    std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(directory.empty() ? "." : directory.c_str()), &closedir);
-    if (!dir) return names;
+    const std::string opened = directory.empty() ? "." : directory;
+    std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(opened.c_str()), &closedir);
+    if (!dir) {
+        if (failure != nullptr) *failure = "cannot read directory " + opened + ": " + std::strerror(errno);
+        return names;
+    }
     while (const dirent* entry = readdir(dir.get())) {
         const std::string name = entry->d_name;
         if (name.starts_with(".") && !showHidden) continue;
@@ -179,6 +223,11 @@ std::vector<std::string> FindMatchingFiles(const std::string& pattern) {
 ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& request) {
     const ConsoleStreams& console = request.Console;
     const std::string& input = request.Input;
+    // A file URL that names no file of this machine: nothing else is looked at.
+    if (std::string path, reason; IsFileUrl(input) && !LocalPathOfFileUrl(input, path, reason)) {
+        Report(console, input, reason);
+        return {ConversionError(ErrorKind::kCannotOpen, reason)};
+    }
     const std::string outputName = ResolveOutputName(input, kOutputExtension, request.Output);
     // A target that can never be written, or must not be, is found out
     // before the prompt and the parse, so that no work is spent on it.
@@ -258,9 +307,12 @@ int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& con
     };
 
     if (inputName.find_first_of("*%") != std::string::npos) {
-        const std::vector<std::string> matches = FindMatchingFiles(inputName);
+        std::string failure;
+        const std::vector<std::string> matches = FindMatchingFiles(inputName, &failure);
         if (matches.empty()) {
             std::fputs("No\tmatching files found\n", console.out);
+            std::fflush(console.out);
+            Report(console, inputName, NoMatchReason(inputName, failure));
             return 0;
         }
         // One output name cannot serve a whole batch; a directory can.

@@ -22,14 +22,15 @@ void TraceError(const char* format, ResultCode code);
 // The size of a readable regular file; 0 for anything else, URLs included.
 std::uint64_t FileSize(const std::string& name);
 
-// The path of a file:// URL: what follows "file://", less a host part
-// "localhost".
-std::string FileUrlPath(const std::string& url);
+// `text` with its control characters escaped (\n, \t, \r, \x1b), so that
+// a diagnostic that shows it stays on one line.
+std::string ShownInOneLine(const std::string& text);
 
 // The output name derived from the input: an http(s) URL's last path
-// component, in the working directory; a file's full path or a file:// URL's
-// path, beside it. The first ".dae" from the second character on becomes the
-// extension; without one, the extension is appended.
+// component, in the working directory; a file's full path or the path of
+// the file that a file:// URL names, beside it. The first ".dae" from the
+// second character on becomes the extension; without one, the extension is
+// appended.
 std::string DeriveOutputName(const std::string& input, const std::string& extension);
 
 // The name to write: `output` itself, or when it names an existing
@@ -43,7 +44,8 @@ bool MatchesPattern(std::string_view pattern, std::string_view name);
 
 // The files of the pattern's directory whose names match its last part, in
 // byte order of their names, each with the pattern's directory in front.
-std::vector<std::string> FindMatchingFiles(const std::string& pattern);
+// When the directory cannot be read, `failure` (if given) says why.
+std::vector<std::string> FindMatchingFiles(const std::string& pattern, std::string* failure = nullptr);
 
 struct ConsoleStreams {
     std::FILE* in = stdin;

@@ -305,6 +305,15 @@ struct CurlCleanup {
     void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
 };
 
+struct UrlCleanup {
+    void operator()(CURLU* url) const { curl_url_cleanup(url); }
+};
+
+// The host names of a file URL that stand for this machine.
+bool IsThisMachine(const char* host) {
+    return host[0] == '\0' || EqualsIgnoringCase(host, "localhost") || std::strcmp(host, "127.0.0.1") == 0;
+}
+
 std::size_t OnDownloadData(char* data, std::size_t size, std::size_t count, void* user) {
     auto* session = static_cast<ParseSession*>(user);
     const std::size_t bytes = size * count;
@@ -333,7 +342,39 @@ void InitialiseCurlOnce() {
 }  // namespace
 
 bool IsUrl(std::string_view name) {
-    return name.starts_with("http://") || name.starts_with("https://") || name.starts_with("file://");
+    return name.starts_with("http://") || name.starts_with("https://") || IsFileUrl(name);
+}
+
+bool IsFileUrl(std::string_view name) { return name.starts_with("file://"); }
+
+bool LocalPathOfFileUrl(const std::string& url, std::string& path, std::string& reason) {
+    const std::unique_ptr<CURLU, UrlCleanup> handle(curl_url());
+    if (!handle) {
+        reason = kOutOfMemory;
+        return false;
+    }
+    // The URL parser takes no host but these three for a file URL, and keeps
+    // none of them; a host that it would keep is looked at all the same.
+    const CURLUcode parsed = curl_url_set(handle.get(), CURLUPART_URL, url.c_str(), 0);
+    char* host = nullptr;
+    const bool otherHost = parsed == CURLUE_OK && curl_url_get(handle.get(), CURLUPART_HOST, &host, 0) == CURLUE_OK &&
+                           !IsThisMachine(host);
+    curl_free(host);
+    if (parsed == CURLUE_BAD_FILE_URL || otherHost) {
+        reason = "cannot open: not a file of this machine (the host of a file URL must be empty, localhost or "
+                 "127.0.0.1)";
+        return false;
+    }
+    char* decoded = nullptr;
+    const CURLUcode got =
+        parsed != CURLUE_OK ? parsed : curl_url_get(handle.get(), CURLUPART_PATH, &decoded, CURLU_URLDECODE);
+    if (got != CURLUE_OK) {
+        reason = std::string("cannot open: malformed file URL (") + curl_url_strerror(got) + ")";
+        return false;
+    }
+    path = decoded;
+    curl_free(decoded);
+    return true;
 }
 
 XmlReader::XmlReader() = default;
@@ -346,7 +387,15 @@ ResultCode XmlReader::PutContentHandler(SaxContentHandler* handler) {
 ResultCode XmlReader::PutErrorHandler(std::nullptr_t) { return kResultOk; }
 
 void XmlReader::ParseUrl(const std::string& name, bool regularFileOnly) {
-    if (IsUrl(name)) {
+    if (IsFileUrl(name)) {
+        // Read here like any local file: the same file that the driver
+        // compared with the output, never a name that a transfer resolves
+        // in its own way.
+        std::string path;
+        std::string reason;
+        if (!LocalPathOfFileUrl(name, path, reason)) throw ConversionError(ErrorKind::kCannotOpen, std::move(reason));
+        ParseFile(path, regularFileOnly);
+    } else if (IsUrl(name)) {
         ParseRefusingOutOfMemory([&] { ParseDownload(name); });
     } else {
         ParseFile(name, regularFileOnly);
@@ -401,16 +450,18 @@ void XmlReader::ParseDownload(const std::string& url) {
     CURL* c = curl.get();
     curl_easy_setopt(c, CURLOPT_ERRORBUFFER, errorText);
     curl_easy_setopt(c, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(c, CURLOPT_PROTOCOLS_STR, "http,https,file");
-    // A server may send the client elsewhere, but never into local files.
+    // File URLs are read as local files, never by the transfer; a server may
+    // send the client elsewhere, but never into local files.
+    curl_easy_setopt(c, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(c, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(c, CURLOPT_FOLLOWLOCATION, 1L);
     curl_easy_setopt(c, CURLOPT_MAXREDIRS, 10L);
     curl_easy_setopt(c, CURLOPT_FAILONERROR, 1L);
     curl_easy_setopt(c, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(c, CURLOPT_CONNECTTIMEOUT, 60L);
-    // A transfer that stalls for a minute is given up rather than hanging a batch.
-    curl_easy_setopt(c, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    // A transfer that crawls below 1 KiB/s for a minute is given up rather
+    // than holding a batch for ever, a byte now and then.
+    curl_easy_setopt(c, CURLOPT_LOW_SPEED_LIMIT, 1024L);
     curl_easy_setopt(c, CURLOPT_LOW_SPEED_TIME, 60L);
     curl_easy_setopt(c, CURLOPT_WRITEFUNCTION, &OnDownloadData);
     curl_easy_setopt(c, CURLOPT_WRITEDATA, &session);
@@ -420,11 +471,10 @@ void XmlReader::ParseDownload(const std::string& url) {
     if (!session.Failed() && transfer != CURLE_OK) {
         long status = 0;
         if (transfer == CURLE_HTTP_RETURNED_ERROR) curl_easy_getinfo(c, CURLINFO_RESPONSE_CODE, &status);
-        session.Fail(ConversionError(
-            transfer == CURLE_FILE_COULDNT_READ_FILE ? ErrorKind::kCannotOpen : ErrorKind::kDownloadFailed,
-            status != 0 ? "download failed: HTTP status " + std::to_string(status)
-                        : std::string("download failed: ") +
-                              (errorText[0] != 0 ? errorText : curl_easy_strerror(transfer))));
+        session.Fail(ConversionError(ErrorKind::kDownloadFailed,
+                                     status != 0 ? "download failed: HTTP status " + std::to_string(status)
+                                                 : std::string("download failed: ") +
+                                                       (errorText[0] != 0 ? errorText : curl_easy_strerror(transfer))));
     }
     if (!session.Failed()) session.Finish();
     session.ThrowIfFailed();

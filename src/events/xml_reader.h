@@ -39,8 +39,17 @@ public:
     virtual void documentBytes(std::uint64_t) {}
 };
 
-// True for the names that are fetched as URLs rather than opened as files.
+// True for the names that are read as URLs rather than as local paths:
+// http://, https:// and file://, in lower case.
 bool IsUrl(std::string_view name);
+bool IsFileUrl(std::string_view name);
+
+// The path of the file that a file:// URL names, percent-decoded. A query
+// or a fragment is no part of it, and "." and ".." segments are resolved as
+// in any URL. Only this machine's files are named: the host is empty,
+// "localhost" in any letter case, or 127.0.0.1. False, with the reason the
+// user is told, for a URL that names no such file.
+bool LocalPathOfFileUrl(const std::string& url, std::string& path, std::string& reason);
 
 class XmlReader {
 public:
@@ -57,7 +66,8 @@ public:
     // whole document was well formed. A parse that fails throws the
     // ConversionError that says why.
 
-    // Parses a local file, or an http://, https:// or file:// URL.
+    // Parses a local file, or an http:// or https:// URL; a file:// URL is
+    // read as the local file it names.
     void ParseUrl(const std::string& name, bool regularFileOnly = false);
     // Parses a local file. With `regularFileOnly`, a name that is not a
     // regular file (a directory, a FIFO, a device) fails without being

@@ -6,7 +6,9 @@
 //   <case>[.<variant>].out   optional: what is printed on standard output
 // The document is converted as `<case>.dae` in a scratch directory, so the
 // output is `<case>.x3d` and the viewpoints are named after `<case>`.
-// Every output must also be well-formed XML.
+// Every output must also be well-formed XML. Each case is converted a
+// second time at the end of a batch of every other case's document, and
+// must come out the same: nothing of one document may reach a later one.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,6 +28,9 @@ struct ConversionCase {
     std::vector<std::string> options;
     fs::path expected;
     fs::path expectedOut;  // empty when standard output is not checked
+    // The documents converted before it in a batch: all the others, from
+    // the one after it in the list round to the one before it.
+    std::vector<fs::path> before;
 };
 
 fs::path CasesDirectory() { return fs::path(MORVANE_SOURCE_DIR) / "tests" / "cases"; }
@@ -60,6 +65,17 @@ std::vector<ConversionCase> FindCases() {
     }
     std::sort(cases.begin(), cases.end(),
               [](const ConversionCase& a, const ConversionCase& b) { return a.expected < b.expected; });
+    std::vector<fs::path> documents;
+    for (const ConversionCase& c : cases) {
+        if (documents.empty() || documents.back() != c.document) documents.push_back(c.document);
+    }
+    for (ConversionCase& c : cases) {
+        const std::size_t at = static_cast<std::size_t>(
+            std::find(documents.begin(), documents.end(), c.document) - documents.begin());
+        for (std::size_t step = 1; step < documents.size(); ++step) {
+            c.before.push_back(documents[(at + step) % documents.size()]);
+        }
+    }
     return cases;
 }
 
@@ -86,6 +102,27 @@ TEST_P(Conversion, WritesTheExpectedDocument) {
     if (!c.expectedOut.empty()) {
         EXPECT_EQ(result.out, test::ReadFile(c.expectedOut));
     }
+}
+
+TEST_P(Conversion, WritesTheSameDocumentAfterAllTheOthersInABatch) {
+    const ConversionCase& c = GetParam();
+    ASSERT_FALSE(c.before.empty()) << "a single document among the cases";
+    test::ScratchDirectory scratch;
+    const std::string name = c.document.stem().string();
+    // Matched in this order, and before the case itself: digits come
+    // before every letter.
+    for (std::size_t i = 0; i < c.before.size(); ++i) {
+        const std::string number = std::to_string(1000 + i).substr(1);
+        fs::copy_file(c.before[i], scratch / (number + "-" + c.before[i].filename().string()));
+    }
+    fs::copy_file(c.document, scratch / (name + ".dae"));
+    std::vector<std::string> args = c.options;
+    args.push_back("*.dae");
+    const auto result = test::RunMorvane(scratch.Path(), args);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.err.find("morvane: " + name + ".dae:"), std::string::npos) << result.err;
+    EXPECT_EQ(test::ReadFile(scratch / (name + ".x3d")), test::ReadFile(c.expected))
+        << "right after " << fs::relative(c.before.back(), CasesDirectory()).string();
 }
 
 std::string CaseName(const testing::TestParamInfo<ConversionCase>& info) {

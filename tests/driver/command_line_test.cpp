@@ -77,8 +77,11 @@ TEST(OutputName, DerivedFromTheInput) {
         // Names that begin with "http" land in the working directory.
         {"http://host/models/house.dae", "house.x3d"}, {"https://host/a\\b/m.kmz", "m.kmz.x3d"},
         {"http://host/dir\\x.dae", "x.x3d"},
-        // A file URL's output lands beside its file.
-        {"file:///data/m.dae", "/data/m.x3d"}, {"file://localhost/data/m.kmz", "/data/m.kmz.x3d"}};
+        // A file URL's output lands beside the file it names: the path
+        // decoded, without query or fragment, with its dot segments resolved.
+        {"file:///data/m.dae", "/data/m.x3d"}, {"file://localhost/data/m.kmz", "/data/m.kmz.x3d"},
+        {"file:///data/m.kmz?v=2", "/data/m.kmz.x3d"}, {"file://LOCALHOST/data/m.dae#top", "/data/m.x3d"},
+        {"file://127.0.0.1/data/sub/../m.dae", "/data/m.x3d"}, {"file:///data/a%20b.dae", "/data/a b.x3d"}};
     for (const auto& [input, output] : cases) EXPECT_EQ(DeriveOutputName(input, ".x3d"), output) << input;
 }
 

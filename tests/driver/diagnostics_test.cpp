@@ -1,6 +1,10 @@
 // A document that gives no output says why, in one line on standard error,
 // and the user can tell the reasons apart; standard output and the exit
 // code stay as they were.
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -52,6 +56,66 @@ TEST(Diagnostics, EachDocumentWithoutOutputGetsOneLineSayingWhy) {
     }
     // Lines are read unless left out.
     EXPECT_EQ(RunMorvane(scratch.Path(), {"-sy", "lines.dae"}).err, "");
+}
+
+TEST(Diagnostics, APatternThatFindsNothingSaysWhy) {
+    ScratchDirectory scratch;
+    std::filesystem::create_directory(scratch / "locked");
+    WriteFile(scratch / "locked" / "a.dae", "<COLLADA/>");
+    WriteFile(scratch / "model.obj", "");
+    const struct {
+        std::string pattern;
+        std::string reason;
+    } cases[] = {
+        {"*.dae", "no file matches"},
+        {"100%model.dae", "no file matches"},
+        {"missing/*.dae", "cannot read directory missing/: No such file or directory"},
+        // A percent-escaped URL is a pattern like any name that holds a '%'.
+        {"http://example.org/a%20b.dae",
+         "no file matches (an input that holds % or * is read as a pattern, even one that starts like a URL)"},
+        {"FILE:///models/*.dae",
+         "no file matches (an input that holds % or * is read as a pattern, even one that starts like a URL)"},
+    };
+    for (const auto& c : cases) {
+        const auto result = RunMorvane(scratch.Path(), {c.pattern});
+        EXPECT_EQ(result.exitCode, 0) << c.pattern;
+        EXPECT_EQ(result.out, "No\tmatching files found\n") << c.pattern;
+        EXPECT_EQ(result.err, "morvane: " + c.pattern + ": " + c.reason + "\n");
+    }
+
+    // Root reads any directory; another user does not read this one.
+    const passwd* nobody = getpwnam("nobody");
+    if (geteuid() != 0 || nobody == nullptr) GTEST_SKIP() << "needs root and the user nobody";
+    ASSERT_EQ(chmod((scratch / "locked").c_str(), 0700), 0);
+    ASSERT_EQ(chmod(scratch.Path().c_str(), 0755), 0);
+    const auto locked = test::Execute({.Directory = scratch.Path(),
+                                       .Args = {"locked/*.dae"},
+                                       .User = static_cast<int>(nobody->pw_uid),
+                                       .Group = static_cast<int>(nobody->pw_gid)});
+    EXPECT_EQ(locked.exitCode, 0);
+    EXPECT_EQ(locked.out, "No\tmatching files found\n");
+    EXPECT_EQ(locked.err, "morvane: locked/*.dae: cannot read directory locked/: Permission denied\n");
+}
+
+TEST(Diagnostics, ControlCharactersInNamesAndReasonsAreShownEscaped) {
+    ScratchDirectory scratch;
+    WriteFile(scratch / "bad\nname.dae", "<COLLADA>");
+    WriteFile(scratch / "esc\x1b[2J.dae", "<COLLADA/>");
+    WriteFile(scratch / "tab\there.dae", "<COLLADA/>");
+    const auto batch = RunMorvane(scratch.Path(), {"*.dae"});
+    EXPECT_EQ(batch.exitCode, 0);
+    EXPECT_EQ(batch.out, "");
+    // One line each, in byte order of the names.
+    EXPECT_EQ(batch.err,
+              "morvane: bad\\nname.dae: not well-formed XML at line 1, column 10: no element found\n"
+              "morvane: esc\\x1b[2J.dae: nothing to convert (no triangles, polylist, polygons or lines)\n"
+              "morvane: tab\\there.dae: nothing to convert (no triangles, polylist, polygons or lines)\n");
+
+    // The output's name, in the reason.
+    WriteFile(scratch / "keep\r.dae", "another document");
+    const auto refused = RunMorvane(scratch.Path(), {"tab\there.dae", "keep\r.dae"});
+    EXPECT_EQ(refused.err, "morvane: tab\\there.dae: refused: keep\\r.dae is an existing .dae file\n");
+    EXPECT_EQ(test::ReadFile(scratch / "keep\r.dae"), "another document");
 }
 
 }  // namespace

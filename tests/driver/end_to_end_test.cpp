@@ -91,6 +91,31 @@ TEST(EndToEnd, ABatchNeverOpensAMatchThatIsNotARegularFile) {
     EXPECT_TRUE(std::filesystem::exists(scratch / "a.x3d"));
 }
 
+TEST(EndToEnd, ABatchPassesOverASecondArgumentThatIsNoDirectory) {
+    ScratchDirectory scratch;
+    const std::string cube = test::ReadFile(std::filesystem::path(MORVANE_SOURCE_DIR) / "examples" / "cube.dae");
+    std::filesystem::create_directory(scratch / "in");
+    for (const char* name : {"a.dae", "b.dae"}) test::WriteFile(scratch / "in" / name, cube);
+    // What "morvane 'in/*.dae' out.x3d" would otherwise write twice, the
+    // second document over the first.
+    for (const bool existing : {false, true}) {
+        if (existing) test::WriteFile(scratch / "out.x3d", "earlier");
+        const auto result = RunMorvane(scratch.Path(), {"in/*.dae", "out.x3d"});
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(std::filesystem::exists(scratch / "out.x3d"), existing);
+        if (existing) {
+            EXPECT_EQ(test::ReadFile(scratch / "out.x3d"), "earlier");
+        }
+        // Each output beside its input, under its own name.
+        for (const char* name : {"a", "b"}) {
+            const std::string text = test::ReadFile(scratch / "in" / (std::string(name) + ".x3d"));
+            EXPECT_NE(text.find("<Viewpoint DEF='" + std::string(name) + " Front'"), std::string::npos) << name;
+        }
+        for (const char* name : {"a.x3d", "b.x3d"}) std::filesystem::remove(scratch / "in" / name);
+    }
+}
+
 TEST(EndToEnd, ThePromptComesOnlyAboveTenMillionBytesWithSmoothing) {
     ScratchDirectory scratch;
     MakeSparseFile(scratch / "exact.dae", 10000000);

@@ -16,6 +16,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <thread>
 
 #include "test_support.h"
@@ -48,6 +49,14 @@ std::string ManyNodes(int nodes) {
 
 std::size_t CountOf(const std::string& text, char c) {
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), c));
+}
+
+// The names in `directory`, in byte order.
+std::vector<std::string> Entries(const fs::path& directory) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 // A refusal: nothing printed but the line, exit code 0.
@@ -166,21 +175,30 @@ test::Ending MorvaneInto(const fs::path& directory, std::vector<std::string> arg
     return ending;
 }
 
-TEST(OutputSafety, DescriptorNamesAreWrittenThroughWithoutTruncating) {
+TEST(OutputSafety, TheFileOfStandardOutputIsWrittenThroughWhateverItsName) {
     ScratchDirectory scratch;
     WriteFile(scratch / "in.dae", Cube());
-    for (const auto& [name, base] : {std::pair{"/dev/stdout", "stdout"}, {"/proc/self/fd/1", "1"}}) {
+    fs::create_directory(scratch / "plain");
+    // Each name with the base name of its viewpoints: the part before the
+    // last dot, after the last slash.
+    const std::pair<std::string, std::string> names[] = {
+        {"/dev/stdout", "stdout"}, {"/proc/self/fd/1", "1"},        {"//dev/stdout", "stdout"},
+        {"/dev/./stdout", ""},     {"/proc/thread-self/fd/1", "1"}, {"log", "log"}};
+    for (const auto& [name, base] : names) {
         // The conversion into a plain file of the same base name, then the
         // progress marks, which wait in the console's buffer.
-        const auto plain = RunMorvane(scratch.Path(), {"in.dae", std::string(base) + ".x3d"});
-        const std::string expected = ReadFile(scratch / (std::string(base) + ".x3d")) + plain.out;
+        const std::string plainName = "plain/" + base + ".x3d";
+        const auto plain = RunMorvane(scratch.Path(), {"in.dae", plainName});
+        const std::string expected = ReadFile(scratch / plainName) + plain.out;
 
-        // morvane in.dae /dev/stdout >> log
+        // morvane in.dae /dev/stdout >> log: appended, never truncated or replaced.
         WriteFile(scratch / "log", "earlier\n");
         const auto appended =
             MorvaneInto(scratch.Path(), {"in.dae", name}, open((scratch / "log").c_str(), O_WRONLY | O_APPEND));
+        EXPECT_EQ(appended.exitCode, 0) << name;
         EXPECT_EQ(appended.err, "") << name;
         EXPECT_EQ(ReadFile(scratch / "log"), "earlier\n" + expected) << name;
+        if (name == "log") continue;
 
         // morvane in.dae /dev/stdout | ...
         int ends[2];
@@ -192,6 +210,141 @@ TEST(OutputSafety, DescriptorNamesAreWrittenThroughWithoutTruncating) {
         close(ends[0]);
         EXPECT_EQ(received, expected) << name;
     }
+    EXPECT_TRUE(HiddenEntries(scratch.Path()).empty());
+}
+
+TEST(OutputSafety, TheFileOfStandardInputIsNeverAnOutput) {
+    ScratchDirectory scratch;
+    WriteFile(scratch / "in.dae", Cube());
+    fs::create_symlink("data.txt", scratch / "alias.x3d");
+    // morvane in.dae /dev/stdin < data.txt, and the same file under other names.
+    for (const std::string& name : std::vector<std::string>{"/dev/stdin", "/proc/self/fd/0", "data.txt", "alias.x3d"}) {
+        WriteFile(scratch / "data.txt", "what the shell feeds\n");
+        const int input = open((scratch / "data.txt").c_str(), O_RDONLY);
+        ASSERT_GE(input, 0);
+        const auto ending = test::Execute({.Directory = scratch.Path(), .Args = {"in.dae", name}, .Stdin = input});
+        close(input);
+        ExpectRefused(ending, "morvane: in.dae: refused: " + name + " is the standard input\n");
+        EXPECT_EQ(ReadFile(scratch / "data.txt"), "what the shell feeds\n") << name;
+    }
+    EXPECT_TRUE(HiddenEntries(scratch.Path()).empty());
+}
+
+TEST(OutputSafety, AFileUrlIsReadAsTheFileItNamesAndNeverBecomesTheOutput) {
+    ScratchDirectory scratch;
+    const std::string cube = Cube();
+    // Not a .dae: only its identity with the input protects it.
+    WriteFile(scratch / "m.kmz", cube);
+    const std::string dir = scratch.Path().string();
+    const std::string path = dir + "/m.kmz";
+    for (const std::string& url :
+         {"file://" + path + "?x", "file://" + path + "#frag", "file://127.0.0.1" + path, "file://LOCALHOST" + path,
+          "file://" + dir + "/nosuchdir/../m.kmz", "file://" + dir + "/./m.kmz"}) {
+        ExpectRefused(RunMorvane(scratch.Path(), {url, path}),
+                      "morvane: " + url + ": refused: " + path + " would overwrite the input\n");
+        EXPECT_EQ(ReadFile(scratch / "m.kmz"), cube) << url;
+    }
+
+    // Another machine's file is not read, not even under this machine's path.
+    const std::string remote = "file://elsewhere.example" + path;
+    ExpectRefused(RunMorvane(scratch.Path(), {remote}),
+                  "morvane: " + remote +
+                      ": cannot open: not a file of this machine (the host of a file URL must be empty, localhost "
+                      "or 127.0.0.1)\n");
+    EXPECT_EQ(Entries(scratch.Path()), std::vector<std::string>{"m.kmz"});
+
+    // The query is no part of the path, nor of the derived output name.
+    fs::create_directory(scratch / "elsewhere");
+    const auto converted = RunMorvane(scratch / "elsewhere", {"file://" + path + "?version=2#top"});
+    EXPECT_EQ(converted.exitCode, 0);
+    EXPECT_EQ(converted.err, "");
+    EXPECT_NE(ReadFile(scratch / "m.kmz.x3d").find("</X3D>"), std::string::npos);
+    EXPECT_TRUE(fs::is_empty(scratch / "elsewhere"));
+    EXPECT_EQ(ReadFile(scratch / "m.kmz"), cube);
+    EXPECT_TRUE(HiddenEntries(scratch.Path()).empty());
+}
+
+// Runs in.dae into out.x3d, a FIFO that a reader holds open, and lets
+// `swap` replace out.x3d at the very moment the program opens it.
+test::Ending ConvertIntoAFifoSwappedBy(const fs::path& directory, const std::function<void()>& swap) {
+    fs::remove(directory / "out.x3d");
+    if (mkfifo((directory / "out.x3d").c_str(), 0600) != 0) return {};
+    const int reader = open((directory / "out.x3d").c_str(), O_RDONLY | O_NONBLOCK);
+    auto ending = test::Execute({.Directory = directory,
+                                 .Args = {"in.dae", "out.x3d"},
+                                 .TracedPath = "out.x3d",
+                                 .BeforeOpen = swap,
+                                 .TimeoutSeconds = 60});
+    close(reader);
+    return ending;
+}
+
+TEST(OutputSafety, AFileWrittenInPlaceIsTheVeryFileThatWasExamined) {
+    ScratchDirectory scratch;
+    WriteFile(scratch / "in.dae", Cube());
+    // Another user flips out.x3d from a FIFO to a link to a file that is not
+    // theirs, to a second name of it, or to another FIFO that someone reads,
+    // between the look and the open.
+    ASSERT_EQ(mkfifo((scratch / "other").c_str(), 0600), 0);
+    const int otherReader = open((scratch / "other").c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(otherReader, 0);
+    enum class Swap { kSymbolicLink, kHardLink, kOtherFifo };
+    for (const Swap swap : {Swap::kSymbolicLink, Swap::kHardLink, Swap::kOtherFifo}) {
+        const int kind = static_cast<int>(swap);
+        WriteFile(scratch / "victim", "the victim's own text\n");
+        const auto ending = ConvertIntoAFifoSwappedBy(scratch.Path(), [&] {
+            const fs::path swapped = scratch / "swapped";
+            if (swap == Swap::kSymbolicLink) fs::create_symlink("victim", swapped);
+            if (swap == Swap::kHardLink) fs::create_hard_link(scratch / "victim", swapped);
+            if (swap == Swap::kOtherFifo) fs::create_hard_link(scratch / "other", swapped);
+            fs::rename(swapped, scratch / "out.x3d");
+        });
+        if (!ending.traced) GTEST_SKIP() << "the program cannot be traced here";
+        EXPECT_TRUE(ending.openSeen) << kind;
+        EXPECT_FALSE(ending.hung) << kind;
+        EXPECT_EQ(ending.exitCode, 0) << kind;
+        EXPECT_EQ(ending.err, "morvane: in.dae: cannot write out.x3d: it was replaced while it was being opened\n")
+            << kind;
+        EXPECT_EQ(ReadFile(scratch / "victim"), "the victim's own text\n") << kind;
+        char byte = 0;
+        EXPECT_LE(read(otherReader, &byte, 1), 0) << kind << ": the other FIFO received text";
+        EXPECT_TRUE(HiddenEntries(scratch.Path()).empty()) << kind;
+    }
+    close(otherReader);
+}
+
+TEST(OutputSafety, AFifoAtTheOutputNameIsWrittenOnlyWhenSomeoneReadsIt) {
+    ScratchDirectory scratch;
+    for (const char* name : {"a.dae", "b.dae"}) WriteFile(scratch / name, Cube());
+    // The text that a.dae gives under the name a.x3d.
+    fs::create_directory(scratch / "plain");
+    ASSERT_EQ(RunMorvane(scratch.Path(), {"a.dae", "plain/a.x3d"}).err, "");
+    const std::string expected = ReadFile(scratch / "plain" / "a.x3d");
+    ASSERT_NE(expected.find("</X3D>"), std::string::npos);
+    ASSERT_LT(expected.size(), 65536u) << "must fit into the FIFO's buffer";
+
+    // mkfifo a.x3d; morvane '*.dae': nobody reads, and the batch goes on.
+    ASSERT_EQ(mkfifo((scratch / "a.x3d").c_str(), 0600), 0);
+    const auto batch = test::Execute({.Directory = scratch.Path(), .Args = {"*.dae"}, .TimeoutSeconds = 60});
+    EXPECT_FALSE(batch.hung);
+    EXPECT_EQ(batch.exitCode, 0);
+    EXPECT_EQ(batch.err, "morvane: a.dae: cannot write a.x3d: no process reads it\n");
+    EXPECT_NE(ReadFile(scratch / "b.x3d").find("</X3D>"), std::string::npos);
+    EXPECT_TRUE(fs::is_fifo(scratch / "a.x3d"));
+
+    // With a reader, the FIFO receives the document.
+    const int reader = open((scratch / "a.x3d").c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    const auto single = test::Execute({.Directory = scratch.Path(), .Args = {"a.dae"}, .TimeoutSeconds = 60});
+    std::string received(expected.size() + 1, '\0');
+    const ssize_t got = read(reader, received.data(), received.size());
+    received.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    close(reader);
+    EXPECT_FALSE(single.hung);
+    EXPECT_EQ(single.exitCode, 0);
+    EXPECT_EQ(single.err, "");
+    EXPECT_EQ(received, expected);
+    EXPECT_TRUE(fs::is_fifo(scratch / "a.x3d"));
     EXPECT_TRUE(HiddenEntries(scratch.Path()).empty());
 }
 
@@ -251,28 +404,90 @@ TEST(OutputSafety, ASignalRemovesTheTemporaryFileAndEndsTheProgramByItself) {
     ScratchDirectory scratch;
     WriteFile(scratch / "many.dae", ManyNodes(100000));
     WriteFile(scratch / "many.x3d", "earlier");
-    for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
+    for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGALRM, SIGUSR1, SIGUSR2}) {
         // The progress marks fill a pipe that nobody reads, so the writing
-        // waits with its temporary file in place; for SIGPIPE nobody ever will.
+        // waits with its temporary file in place.
         int ends[2];
         ASSERT_EQ(pipe(ends), 0);
-        if (signal == SIGPIPE) close(ends[0]);
         test::Launch launch{
             .Directory = scratch.Path(), .Args = {"many.dae"}, .Stdout = ends[1], .TimeoutSeconds = 60};
         launch.WhileRunning = [&](int pid) {
-            if (signal == SIGPIPE) return;
             const bool waiting = AwaitTemporaryFile(scratch.Path());
             EXPECT_TRUE(waiting) << "no temporary file";
             kill(pid, waiting ? signal : SIGKILL);
         };
         const auto ending = test::Execute(launch);
         close(ends[1]);
-        if (signal != SIGPIPE) close(ends[0]);
+        close(ends[0]);
         EXPECT_EQ(ending.signal, signal) << strsignal(signal);
         EXPECT_EQ(ending.err, "") << strsignal(signal);
         EXPECT_EQ(ReadFile(scratch / "many.x3d"), "earlier") << strsignal(signal);
         EXPECT_TRUE(HiddenEntries(scratch.Path()).empty()) << strsignal(signal);
     }
+}
+
+TEST(OutputSafety, ASignalThatTheParentIgnoresStaysIgnored) {
+    ScratchDirectory scratch;
+    WriteFile(scratch / "many.dae", ManyNodes(100000));
+    WriteFile(scratch / "many.x3d", "earlier");
+    // nohup, and a background job of a shell without job control.
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    test::Launch launch{.Directory = scratch.Path(),
+                        .Args = {"many.dae"},
+                        .Stdout = ends[1],
+                        .IgnoredSignals = {SIGHUP, SIGINT, SIGQUIT},
+                        .TimeoutSeconds = 120};
+    std::size_t marks = 0;
+    launch.WhileRunning = [&](int pid) {
+        const bool waiting = AwaitTemporaryFile(scratch.Path());
+        EXPECT_TRUE(waiting) << "no temporary file";
+        for (int signal : {SIGHUP, SIGINT, SIGQUIT}) kill(pid, signal);
+        // Time for a signal that is not ignored to end it; then the marks
+        // are read, and the writing goes on.
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        close(ends[1]);
+        char buffer[65536];
+        for (ssize_t got; (got = read(ends[0], buffer, sizeof buffer)) > 0;) {
+            marks += CountOf(std::string(buffer, static_cast<std::size_t>(got)), '+');
+        }
+    };
+    const auto ending = test::Execute(launch);
+    close(ends[0]);
+    EXPECT_EQ(ending.signal, 0);
+    EXPECT_EQ(ending.exitCode, 0);
+    EXPECT_EQ(ending.err, "");
+    EXPECT_EQ(marks, 100001u);
+    EXPECT_NE(ReadFile(scratch / "many.x3d").find("</X3D>"), std::string::npos);
+    EXPECT_TRUE(HiddenEntries(scratch.Path()).empty());
+}
+
+TEST(OutputSafety, AReaderOfStandardOutputThatLeavesCostsNoConversion) {
+    ScratchDirectory scratch;
+    // morvane '*.dae' | head -c1: the reader is gone before the first mark.
+    for (const char* name : {"a.dae", "b.dae", "c.dae"}) WriteFile(scratch / name, Cube());
+    WriteFile(scratch / "d.dae", ManyNodes(20000));
+    WriteFile(scratch / "log.x3d", "earlier");
+    auto intoAGonePipe = [&](std::vector<std::string> args) {
+        int ends[2];
+        if (pipe(ends) != 0) return test::Ending{};
+        close(ends[0]);
+        return MorvaneInto(scratch.Path(), std::move(args), ends[1]);
+    };
+    const auto batch = intoAGonePipe({"*.dae"});
+    EXPECT_EQ(batch.signal, 0);
+    EXPECT_EQ(batch.exitCode, 0);
+    EXPECT_EQ(batch.err, "");
+    for (const char* name : {"a.x3d", "b.x3d", "c.x3d", "d.x3d"}) {
+        EXPECT_NE(ReadFile(scratch / name).find("</X3D>"), std::string::npos) << name;
+    }
+
+    // An output that is that pipe fails like a full disk.
+    const auto piped = intoAGonePipe({"a.dae", "/dev/stdout"});
+    EXPECT_EQ(piped.signal, 0);
+    EXPECT_EQ(piped.exitCode, 0);
+    EXPECT_EQ(piped.err, "morvane: a.dae: cannot write /dev/stdout: Broken pipe\n");
+    EXPECT_TRUE(HiddenEntries(scratch.Path()).empty());
 }
 
 // A small file system of its own, gone with the object.
@@ -297,12 +512,15 @@ TEST(OutputSafety, AFailedWriteEndsTheConversionAtOnceAndKeepsTheEarlierFile) {
     WriteFile(scratch / "many.dae", ManyNodes(100000));
     WriteFile(scratch / "many.x3d", "earlier");
     // At once: most of the nodes never print their '+'.
+    // SIGXFSZ at its default action, as a shell with "ulimit -f" leaves it.
     test::Launch launch{.Directory = scratch.Path(), .Args = {"many.dae"}, .FileSizeLimit = 1 << 16};
     const auto limited = test::Execute(launch);
+    EXPECT_EQ(limited.signal, 0);
     EXPECT_EQ(limited.exitCode, 0);
     EXPECT_EQ(limited.err, "morvane: many.dae: cannot write many.x3d: File too large\n");
     EXPECT_LT(CountOf(limited.out, '+'), 10000u);
     EXPECT_EQ(ReadFile(scratch / "many.x3d"), "earlier");
+    EXPECT_TRUE(HiddenEntries(scratch.Path()).empty());
 
     // One byte short: only the last write, when the file is closed, fails.
     WriteFile(scratch / "cube.dae", Cube());

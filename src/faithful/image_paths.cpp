@@ -314,8 +314,8 @@ ImageLocation LocateImage(std::string_view reference, std::string_view document,
 
 ImageLocation LocateImage(std::string_view reference, std::string_view document, std::string_view output) {
     std::error_code error;
-    std::string workingDirectory = std::filesystem::current_path(error).string();
-    if (error) workingDirectory = "/";
+    const std::filesystem::path current = std::filesystem::current_path(error);
+    const std::string workingDirectory = error ? std::string(1, '/') : current.string();
     return LocateImage(reference, document, output, workingDirectory, [](const std::string& path) {
         std::error_code ignored;
         return std::filesystem::is_regular_file(path, ignored);
@@ -423,12 +423,12 @@ std::string NormalizePath(std::string_view path) {
         }
         kept.push_back(part);
     }
-    std::string out = absolute ? "/" : "";
-    for (std::size_t i = 0; i < kept.size(); ++i) {
-        if (i > 0) out += '/';
-        out += kept[i];
+    if (kept.empty()) return absolute ? "/" : ".";
+    std::string out;
+    for (const std::string_view part : kept) {
+        if (absolute || !out.empty()) out += '/';
+        out += part;
     }
-    if (out.empty()) out = ".";
     return out;
 }
 

@@ -134,11 +134,12 @@ bool IsNameRest(char32_t c) {
            c == 0x203F || c == 0x2040;
 }
 
+// The words X3D's grammar reserves, which a name may not be.
 constexpr std::array<std::string_view, 26> kKeywords = {
-    "AS",       "component",  "DEF",         "EXPORT",     "EXTERNPROTO", "FALSE", "IMPORT",
-    "initializeOnly", "inputOnly", "inputOutput", "IS",   "META",        "NULL",  "outputOnly",
-    "PROFILE",  "PROTO",      "ROUTE",       "TO",         "TRUE",        "UNIT",  "USE",
-    "X3D",      "eventIn",    "eventOut",    "exposedField", "field"};
+    "AS",        "component",  "DEF",     "EXPORT",       "EXTERNPROTO",    "FALSE",     "IMPORT",
+    "IS",        "META",       "NULL",    "PROFILE",      "PROTO",          "ROUTE",     "TO",
+    "TRUE",      "UNIT",       "USE",     "X3D",          "initializeOnly", "inputOnly", "inputOutput",
+    "outputOnly", "eventIn",   "eventOut", "exposedField", "field"};
 
 }  // namespace
 
@@ -199,7 +200,7 @@ std::string ValidName(std::string_view wanted) {
         }
         at += d.Length;
     }
-    if (out.empty() || std::find(kKeywords.begin(), kKeywords.end(), out) != kKeywords.end()) out.insert(0, "_");
+    if (out.empty() || std::find(kKeywords.begin(), kKeywords.end(), out) != kKeywords.end()) return '_' + out;
     return out;
 }
 

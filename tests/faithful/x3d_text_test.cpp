@@ -42,21 +42,17 @@ TEST(X3dText, Utf8IsCheckedAndMendedByLongestStarts) {
     EXPECT_TRUE(IsValidUtf8(""));
     EXPECT_TRUE(IsValidUtf8("plain \xC3\xA9 \xE2\x82\xAC \xF4\x8F\xBF\xBF"));
     const auto mended = [](std::string_view text) { return RepairUtf8(text); };
-    const auto times = [](int n) {
-        std::string out;
-        for (int i = 0; i < n; ++i) out += kReplacement;
-        return out;
-    };
+    const std::string one = kReplacement, two = one + one, three = two + one, four = three + one;
     // A stray continuation byte, and an overlong '/' (C0 starts nothing).
-    EXPECT_EQ(mended("a\x80z"), "a" + times(1) + "z");
-    EXPECT_EQ(mended("\xC0\xAF"), times(2));
+    EXPECT_EQ(mended("a\x80z"), "a" + one + "z");
+    EXPECT_EQ(mended("\xC0\xAF"), two);
     // A euro sign cut short: one replacement for both bytes.
-    EXPECT_EQ(mended("\xE2\x82" "a"), times(1) + "a");
-    EXPECT_EQ(mended("\xF0\x9F\x98"), times(1));
+    EXPECT_EQ(mended("\xE2\x82" "a"), one + "a");
+    EXPECT_EQ(mended("\xF0\x9F\x98"), one);
     // A surrogate and a code point past U+10FFFF fail at their second byte.
-    EXPECT_EQ(mended("\xED\xA0\x80"), times(3));
-    EXPECT_EQ(mended("\xF4\x90\x80\x80"), times(4));
-    EXPECT_EQ(mended("\xE0\x80\xAF"), times(3));
+    EXPECT_EQ(mended("\xED\xA0\x80"), three);
+    EXPECT_EQ(mended("\xF4\x90\x80\x80"), four);
+    EXPECT_EQ(mended("\xE0\x80\xAF"), three);
     for (std::string_view bad : {"a\x80z", "\xC0\xAF", "\xE2\x82" "a", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF"}) {
         EXPECT_FALSE(IsValidUtf8(bad)) << bad;
         EXPECT_TRUE(IsValidUtf8(RepairUtf8(bad)));

@@ -37,7 +37,8 @@ std::string Decoded(std::string_view text) {
     std::string out;
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && StartsEscape(text, i)) {
+        // %00 stays as it is: a NUL would cut the path short for the system.
+        if (text[i] == '%' && StartsEscape(text, i) && (text[i + 1] != '0' || text[i + 2] != '0')) {
             out += static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2]));
             i += 2;
         } else {

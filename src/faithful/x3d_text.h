@@ -54,7 +54,8 @@ std::string ValidName(std::string_view wanted);
 // first all the names that nodes will want keeps each name for a node that
 // wants it exactly: two nodes wanting "a" and a later one wanting "a_1"
 // get "a", "a_2" and "a_1". Without reserving, the later one gets "a_1_1".
-// Either way no name is given twice. Cost: constant on average per call.
+// Either way no name is given twice. The suffixes tried for one name go on
+// from the last one given, so n calls cost O(n + reserved names) in all.
 class DefNames {
 public:
     void Reserve(std::string_view wanted);

@@ -31,6 +31,7 @@ TEST(ImagePaths, ReferencesOfEveryKind) {
               "[my%20map.png]");
     // A '%' that starts no escape is a character of the name.
     EXPECT_EQ(Read("100%.png"), "relative 100%.png [100%.png]");
+    EXPECT_EQ(Read("a%00.png"), "relative a%00.png [a%00.png]");
     EXPECT_EQ(Read("/abs/a.png"), "absolute /abs/a.png [a.png]");
 
     EXPECT_EQ(Read("file:///home/u/a.png"), "absolute /home/u/a.png [a.png]");

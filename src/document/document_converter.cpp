@@ -53,7 +53,8 @@ void DocumentConverter::Parse(const DocumentInput& input) {
     }
 }
 
-ConversionResult DocumentConverter::Convert(const ConversionJob& job, OutputSink& output, ProgressSink* progress) {
+ConversionResult DocumentConverter::Convert(const ConversionJob& job, OutputSink& output, ProgressSink* progress,
+                                            ImageSink* /*images*/) {
     converter_.Options = job.Options;
     converter_.OutputFileName = job.OutputName;
     converter_.Output = &output;
@@ -77,9 +78,10 @@ ConversionResult DocumentConverter::Convert(const ConversionJob& job, OutputSink
     return result;
 }
 
-ConversionResult ConvertDocument(const ConversionJob& job, OutputSink& output, ProgressSink* progress) {
+ConversionResult ConvertDocument(const ConversionJob& job, OutputSink& output, ProgressSink* progress,
+                                 ImageSink* images) {
     DocumentConverter converter;
-    return converter.Convert(job, output, progress);
+    return converter.Convert(job, output, progress, images);
 }
 
 }  // namespace morvane

@@ -10,11 +10,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "document/x3d_converter.h"
 #include "events/conversion_options.h"
 #include "events/xml_reader.h"
 #include "support/conversion_error.h"
+#include "support/image_sink.h"
 #include "support/progress.h"
 #include "support/text_output.h"
 
@@ -58,6 +60,11 @@ struct ConversionJob {
     ConversionOptions Options;
     // The viewpoints are named after its last part, less its extension.
     std::string OutputName;
+    // Where the document is, a local path or a URL, against which the
+    // faithful output resolves the images it names; empty: the input's own
+    // name (none for a memory input, whose images are then looked for
+    // relative to the working directory).
+    std::string Location;
 };
 
 // The outcome of one conversion.
@@ -66,6 +73,10 @@ struct ConversionResult {
     // told, and where it applies the line and column. Empty when the output
     // was written whole, and the output sink committed.
     std::optional<ConversionError> Refusal;
+    // What the user should know of an output that was written all the same
+    // (an image that cannot be found, a node left out): one line each, in
+    // the order they arose. Only the faithful output has them.
+    std::vector<ConversionError> Warnings;
 
     bool Written() const { return !Refusal.has_value(); }
 };
@@ -88,8 +99,11 @@ public:
 
     // Converts one document. The output sink begins only when the document
     // has something to write, and is then committed or abandoned; the
-    // progress marks go to `progress` (null drops them).
-    ConversionResult Convert(const ConversionJob& job, OutputSink& output, ProgressSink* progress = nullptr);
+    // progress marks go to `progress` (null drops them), and the images that
+    // a faithful output makes to `images` (null: none are made, and the
+    // output names each image where the document names it).
+    ConversionResult Convert(const ConversionJob& job, OutputSink& output, ProgressSink* progress = nullptr,
+                             ImageSink* images = nullptr);
 
 private:
     void Parse(const DocumentInput& input);
@@ -101,6 +115,7 @@ private:
 
 // One conversion with a converter of its own: the entry point for a caller
 // that converts documents one at a time or on many threads.
-ConversionResult ConvertDocument(const ConversionJob& job, OutputSink& output, ProgressSink* progress = nullptr);
+ConversionResult ConvertDocument(const ConversionJob& job, OutputSink& output, ProgressSink* progress = nullptr,
+                                 ImageSink* images = nullptr);
 
 }  // namespace morvane

@@ -19,6 +19,7 @@ struct ConversionOptions {
     bool ProtoLibraries = false;    // -l sets: images, appearances and meshes in libraries
     float CreaseAngle = 60.0f;      // -a: degrees
     bool SmoothMeshes = true;       // -ss clears, -fs sets: welding equal points
+    bool Faithful = false;          // --faithful sets: the scene as its document describes it
 };
 
 }  // namespace morvane

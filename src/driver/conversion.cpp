@@ -226,14 +226,14 @@ ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& re
     // A file URL that names no file of this machine: nothing else is looked at.
     if (std::string path, reason; IsFileUrl(input) && !LocalPathOfFileUrl(input, path, reason)) {
         Report(console, input, reason);
-        return {ConversionError(ErrorKind::kCannotOpen, reason)};
+        return {ConversionError(ErrorKind::kCannotOpen, reason), {}};
     }
     const std::string outputName = ResolveOutputName(input, kOutputExtension, request.Output);
     // A target that can never be written, or must not be, is found out
     // before the prompt and the parse, so that no work is spent on it.
     if (std::optional<ConversionError> refusal = RefuseOutput(input, outputName)) {
         Report(console, input, refusal->Message());
-        return {std::move(refusal)};
+        return {std::move(refusal), {}};
     }
 
     ConversionOptions& options = request.Options;
@@ -247,7 +247,7 @@ ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& re
 
     OutputStream file(outputName);
     const ConversionResult result =
-        converter.Convert({DocumentInput::Named(input, request.BatchMatch), options, outputName}, file,
+        converter.Convert({DocumentInput::Named(input, request.BatchMatch), options, outputName, input}, file,
                           &request.Progress);
     // A document read to its end that has nothing to convert is a parse
     // that went through.
@@ -265,7 +265,7 @@ ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& re
 
 std::string ConvertInMemory(std::string_view document, const std::vector<std::string>& options,
                             const std::string& outputName, std::size_t chunkSize) {
-    ConversionJob job{DocumentInput::Memory(document, chunkSize), {}, outputName};
+    ConversionJob job{DocumentInput::Memory(document, chunkSize), {}, outputName, {}};
     std::vector<std::string> args{"morvane"};
     args.insert(args.end(), options.begin(), options.end());
     ApplyArguments(args, job.Options);

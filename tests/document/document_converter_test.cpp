@@ -41,7 +41,7 @@ private:
 };
 
 ConversionJob MemoryJob(const std::string& document) {
-    return {DocumentInput::Memory(document), {}, "model.x3d"};
+    return {DocumentInput::Memory(document), {}, "model.x3d", {}};
 }
 
 TEST(DocumentConverter, GivesTheRefusalWithItsKindWordsAndPlace) {
@@ -114,15 +114,15 @@ TEST(DocumentConverter, ReadsFilesAndTellsAFileFromAUrl) {
     for (const DocumentInput& input :
          {DocumentInput::File(path), DocumentInput::Named(path), DocumentInput::Url("file://" + path)}) {
         MemorySink sink;
-        EXPECT_TRUE(ConvertDocument({input, {}, "model.x3d"}, sink).Written()) << input.Name;
+        EXPECT_TRUE(ConvertDocument({input, {}, "model.x3d", {}}, sink).Written()) << input.Name;
         EXPECT_EQ(sink.TakeText(), expected) << input.Name;
     }
     // A file is never taken for a URL, nor a URL for a file.
     SinkLog sink;
-    const ConversionResult file = ConvertDocument({DocumentInput::File("http://localhost/x.dae"), {}, ""}, sink);
+    const ConversionResult file = ConvertDocument({DocumentInput::File("http://localhost/x.dae"), {}, "", {}}, sink);
     ASSERT_FALSE(file.Written());
     EXPECT_EQ(file.Refusal->Message(), "cannot open: No such file or directory");
-    const ConversionResult url = ConvertDocument({DocumentInput::Url(path), {}, ""}, sink);
+    const ConversionResult url = ConvertDocument({DocumentInput::Url(path), {}, "", {}}, sink);
     ASSERT_FALSE(url.Written());
     EXPECT_EQ(url.Refusal->Kind(), ErrorKind::kCannotOpen);
 }

@@ -110,14 +110,12 @@ void FaceIndexList::Reserve(std::size_t faces, std::size_t indices, bool countin
     if (!counting_) GrowCapacity(indices_, reservedIndices_);
 }
 
-MeshNode::MeshNode(ColladaReader* document, const std::string* geometryName, const std::string* materialName,
-                   MeshKind kind, float creaseAngleDegrees)
+MeshNode::MeshNode(ColladaReader* document, const MeshNames* names, MeshKind kind, float creaseAngleDegrees)
     : X3dNode(document),
       Kind(kind),
       CreaseAngleRadians(static_cast<float>(creaseAngleDegrees * kCreaseDegreesToRadians)),
-      geometryName_(geometryName),
-      materialName_(materialName) {
-    assert(geometryName != nullptr && materialName != nullptr);
+      names_(names) {
+    assert(names != nullptr);
 }
 
 const MeshData& MeshNode::Data() const {
@@ -189,14 +187,17 @@ void MeshNode::ReleaseWeldIndex() {
 MeshNode& MeshLibrary::AddMesh(const std::string& geometryName, const std::string& materialName, MeshKind kind,
                                float creaseAngleDegrees) {
     if (children_.size() >= 0xFFFFFFFFu) throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);
-    // The names are kept once each; the meshes point at them.
-    auto geometry = byGeometry_.try_emplace(geometryName).first;
-    const std::string* material = &*materialNames_.insert(materialName).first;
-    MeshNode& mesh = children_.emplace_back(Document, &geometry->first, material, kind, creaseAngleDegrees);
+    // Each pair of names is kept once; the meshes point at it.
+    std::string key = geometryName;
+    key += '\0';
+    key += materialName;
+    auto [known, added] = namesByKey_.try_emplace(std::move(key), nullptr);
+    if (added) known->second = &names_.emplace_back(MeshNames{geometryName, materialName});
+    MeshNode& mesh = children_.emplace_back(Document, known->second, kind, creaseAngleDegrees);
     mesh.LibraryPosition = static_cast<std::uint32_t>(children_.size() - 1);
     NormalSourceId.clear();
     TexcoordSourceId.clear();
-    geometry->second.push_back(&mesh);
+    byGeometry_[geometryName].push_back(&mesh);
     return mesh;
 }
 

@@ -9,7 +9,6 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "geometry/point3.h"
@@ -129,6 +128,12 @@ struct MeshData {
     std::array<WeldChannel, 3> Welding;
 };
 
+// The names that a mesh goes by: its geometry's id and its material symbol.
+struct MeshNames {
+    std::string Geometry;
+    std::string Material;
+};
+
 // A mesh is created for every primitive element, and many of them are empty
 // (a document can hold a million `<lines/>`), so the mesh itself keeps only
 // what names and places it: its names live in its library, its data is
@@ -136,12 +141,11 @@ struct MeshData {
 class MeshNode : public X3dNode {
 public:
     // The names are not copied: they must outlive the mesh (a library keeps
-    // them for its meshes).
-    MeshNode(ColladaReader* document, const std::string* geometryName, const std::string* materialName,
-             MeshKind kind, float creaseAngleDegrees);
+    // them for its meshes, each pair once).
+    MeshNode(ColladaReader* document, const MeshNames* names, MeshKind kind, float creaseAngleDegrees);
 
-    const std::string& GeometryName() const { return *geometryName_; }
-    const std::string& MaterialName() const { return *materialName_; }
+    const std::string& GeometryName() const { return names_->Geometry; }
+    const std::string& MaterialName() const { return names_->Material; }
 
     // The data of the mesh; an empty one while none was allocated.
     const MeshData& Data() const;
@@ -181,8 +185,7 @@ private:
     void WriteFaceSet(TextOutput& out, int indent);
     void WriteLineSet(TextOutput& out, int indent);
 
-    const std::string* geometryName_;
-    const std::string* materialName_;
+    const MeshNames* names_;
     std::unique_ptr<MeshData> data_;
 };
 
@@ -218,10 +221,11 @@ private:
     std::deque<MeshNode> children_;
     // The meshes of each geometry in library order, so that a walk over a
     // geometry's meshes does not rescan the whole library at every step.
-    // The keys are the geometry names the meshes point at.
     std::unordered_map<std::string, std::vector<MeshNode*>, KeyedNameHash, std::equal_to<>> byGeometry_;
-    // The material names the meshes point at, each kept once.
-    std::unordered_set<std::string, KeyedNameHash, std::equal_to<>> materialNames_;
+    // The names the meshes point at, each pair once, found by the geometry
+    // name, a NUL (which no name holds) and the material name.
+    std::deque<MeshNames> names_;
+    std::unordered_map<std::string, const MeshNames*, KeyedNameHash, std::equal_to<>> namesByKey_;
 };
 
 }  // namespace morvane

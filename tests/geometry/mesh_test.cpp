@@ -21,12 +21,12 @@ using IntList = std::vector<std::int32_t>;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 // Names that outlive every mesh of the tests.
-const std::string& Name(const char* text) {
-    static std::deque<std::string> names;
-    return names.emplace_back(text);
+const MeshNames* Names(const char* geometry, const char* material) {
+    static std::deque<MeshNames> names;
+    return &names.emplace_back(MeshNames{geometry, material});
 }
 
-MeshNode NewMesh() { return MeshNode(nullptr, &Name("g"), &Name("m"), MeshKind::kFaceSet, 60.0f); }
+MeshNode NewMesh() { return MeshNode(nullptr, Names("g", "m"), MeshKind::kFaceSet, 60.0f); }
 
 TEST(MeshWelding, ZerosWeldKeepingTheFirstFormAndNaNNeverWelds) {
     MeshNode mesh = NewMesh();
@@ -180,7 +180,7 @@ void AddFace(FaceIndexList& list, std::initializer_list<std::int32_t> indices) {
 }
 
 TEST(FaceSetOutput, LongFacesWrapBehindEvery16thIndex) {
-    MeshNode mesh(nullptr, &Name("fan"), &Name(""), MeshKind::kFaceSet, 60.0f);
+    MeshNode mesh(nullptr, Names("fan", ""), MeshKind::kFaceSet, 60.0f);
     AddFace(mesh.MutableData().CoordIndex, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
     AddFace(mesh.MutableData().CoordIndex, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
     AddFace(mesh.MutableData().CoordIndex, {});
@@ -204,7 +204,7 @@ TEST(FaceSetOutput, TextureCoordinatesFollowTheAppearanceAlone) {
     textured.DiffuseTexture.Texture = "img";
 
     // Coordinates but no texture in the appearance: none are written.
-    MeshNode withCoordinates(nullptr, &Name("tri"), &Name(""), MeshKind::kFaceSet, 60.0f);
+    MeshNode withCoordinates(nullptr, Names("tri", ""), MeshKind::kFaceSet, 60.0f);
     withCoordinates.MutableData().TexCoords.Append({0, 0, 0}, 1.0);
     AddFace(withCoordinates.MutableData().CoordIndex, {0});
     AddFace(withCoordinates.MutableData().TexCoordIndex, {0});
@@ -213,7 +213,7 @@ TEST(FaceSetOutput, TextureCoordinatesFollowTheAppearanceAlone) {
 
     // A textured appearance on a mesh without them or any face: empty
     // fields, each closing on a line of its own, and an empty node.
-    MeshNode empty(nullptr, &Name("empty"), &Name(""), MeshKind::kFaceSet, 60.0f);
+    MeshNode empty(nullptr, Names("empty", ""), MeshKind::kFaceSet, 60.0f);
     empty.Appearance = &textured;
     EXPECT_EQ(WriteMesh(empty, 0),
               "<IndexedFaceSet DEF='empty' " + kFaceSetStart +
@@ -228,7 +228,7 @@ TEST(FaceSetOutput, TextureCoordinatesFollowTheAppearanceAlone) {
 TEST(LineSetOutput, TurnsZUpAndIsWrittenWholeAgainOnASecondUse) {
     X3dConverter document;
     document.State().UpAxisIsZ = true;
-    MeshNode mesh(&document, &Name("wire"), &Name(""), MeshKind::kLineSet, 60.0f);
+    MeshNode mesh(&document, Names("wire", ""), MeshKind::kLineSet, 60.0f);
     mesh.MutableData().Coordinates.Append({0, 0, 0}, 1.0);
     mesh.MutableData().Coordinates.Append({1, 2, 3}, 1.0);
     AddFace(mesh.MutableData().CoordIndex, {0, 1});

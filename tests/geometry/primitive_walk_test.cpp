@@ -217,7 +217,7 @@ TEST(LinesWalk, ReadsPlainPairsOfPositions) {
 // mesh: an empty one is a small record that points at its names, and gets
 // its points and faces only with its first face.
 TEST(EmptyPrimitives, AreSmallRecordsWithoutMeshData) {
-    EXPECT_LE(sizeof(MeshNode), 80u);
+    EXPECT_LE(sizeof(MeshNode), 64u);
     std::string body = kThreePoints;
     for (int i = 0; i < 500; ++i) body += "<lines/><triangles count='0'/>";
     // Inputs name sources without making data; the last primitive has a face.
@@ -231,10 +231,12 @@ TEST(EmptyPrimitives, AreSmallRecordsWithoutMeshData) {
     for (std::size_t i = 0; i + 1 < meshes.size(); ++i) EXPECT_FALSE(meshes[i].HasData()) << i;
     EXPECT_TRUE(meshes.back().HasData());
     EXPECT_EQ(Faces(meshes.back().Data().CoordIndex), "[0 1]");
-    // Every mesh points at one copy of its names.
+    // Every mesh points at one copy of its pair of names.
     EXPECT_EQ(&meshes[0].GeometryName(), &meshes[1001].GeometryName());
     EXPECT_EQ(&meshes[0].MaterialName(), &meshes[1001].MaterialName());
+    EXPECT_EQ(meshes.back().GeometryName(), "g");
     EXPECT_EQ(meshes.back().MaterialName(), "m");
+    EXPECT_NE(&meshes.back().GeometryName(), &meshes[0].GeometryName());
     EXPECT_EQ(meshes[7].LibraryPosition, 7u);
 }
 

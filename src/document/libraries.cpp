@@ -26,10 +26,10 @@ void X3dConverter::WriteLibraries(TextOutput& out) {
     out.Put("\t\t</ProtoInstance>\n\n");
 
     out.Put("\t\t<ProtoInstance name='Library' DEF='MeshLibrary'>\n");
-    for (const auto& mesh : state.MeshLibrary->Children()) {
-        if (mesh->Coordinates.empty()) continue;
+    for (MeshNode& mesh : state.MeshLibrary->Children()) {
+        if (mesh.Data().Coordinates.empty()) continue;
         MarkProgress(kLibraryMeshMark);
-        mesh->Write(out, 0);
+        mesh.Write(out, 0);
     }
     out.Put("\t\t</ProtoInstance>\n\n");
 

@@ -27,7 +27,9 @@ bool TagHandler::MatchEnd(const std::string& name) {
     return true;
 }
 
-void TagHandler::AppendText(const char* chars, std::size_t count) { AppendCharacters(chars, count, Text); }
+void TagHandler::AppendText(const char* chars, std::size_t count) {
+    if (KeepsText) AppendCharacters(chars, count, Text);
+}
 
 void TagHandler::ClearText() { Text.clear(); }
 

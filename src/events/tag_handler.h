@@ -27,7 +27,8 @@ public:
     virtual bool MatchStart(const std::string& name);
     virtual bool MatchEnd(const std::string& name);
     // Takes a run of the element's character data, UTF-8: narrowed onto
-    // Text, unless the handler reads its text as it comes.
+    // Text when KeepsText, dropped otherwise, unless the handler reads its
+    // text as it comes.
     virtual void AppendText(const char* chars, std::size_t count);
     // Forgets the element's text; every start tag of the element does.
     virtual void ClearText();
@@ -38,6 +39,9 @@ public:
     // Character data of the element: emptied at each start tag, kept after
     // the end tag so that it can be read up to the writing of the document.
     std::string Text;
+    // Whether Text is kept: only for the elements whose Text is read, so
+    // that white space or the text of unknown elements costs no memory.
+    bool KeepsText = false;
     // A flag, not a depth: the end tag of a nested element of the same name
     // clears it while the outer one is still open.
     bool IsOpen = false;

@@ -1,6 +1,7 @@
 #include "geometry/mesh_node.h"
 
 #include <algorithm>
+#include <cassert>
 #include <numeric>
 #include <utility>
 
@@ -79,7 +80,7 @@ std::vector<std::int32_t> FaceIndexList::Flat() const {
 
 void FaceIndexList::StoreIndices() {
     counting_ = false;
-    indices_.reserve(std::max(reservedIndices_, count_ + 1));
+    GrowCapacity(indices_, std::max(reservedIndices_, count_ + 1));
     indices_.resize(count_);
     std::iota(indices_.begin(), indices_.end(), 0);
 }
@@ -94,7 +95,7 @@ void FaceIndexList::CloseFace() {
             return;
         }
         // The first face of another length: from now on ends are stored.
-        ends_.reserve(std::max(reservedFaces_, faces_ + 1));
+        GrowCapacity(ends_, std::max(reservedFaces_, faces_ + 1));
         for (std::size_t face = 1; face <= faces_; ++face) ends_.push_back(static_cast<std::uint32_t>(face * length_));
     }
     ends_.push_back(static_cast<std::uint32_t>(end));
@@ -104,47 +105,62 @@ void FaceIndexList::CloseFace() {
 void FaceIndexList::Reserve(std::size_t faces, std::size_t indices, bool counting) {
     reservedFaces_ = faces_ + faces;
     reservedIndices_ = count_ + indices;
-    if (!ends_.empty()) ends_.reserve(reservedFaces_);
+    if (!ends_.empty()) GrowCapacity(ends_, reservedFaces_);
     if (!counting && counting_) StoreIndices();
-    if (!counting_) indices_.reserve(reservedIndices_);
+    if (!counting_) GrowCapacity(indices_, reservedIndices_);
 }
 
-MeshNode::MeshNode(ColladaReader* document, std::string geometryName, std::string materialName, MeshKind kind,
-                   float creaseAngleDegrees)
+MeshNode::MeshNode(ColladaReader* document, const MeshNames* names, MeshKind kind, float creaseAngleDegrees)
     : X3dNode(document),
       Kind(kind),
-      MaterialName(std::move(materialName)),
       CreaseAngleRadians(static_cast<float>(creaseAngleDegrees * kCreaseDegreesToRadians)),
-      GeometryName(std::move(geometryName)) {}
+      names_(names) {
+    assert(names != nullptr);
+}
+
+const MeshData& MeshNode::Data() const {
+    static const MeshData kNoData;
+    return data_ ? *data_ : kNoData;
+}
+
+MeshData& MeshNode::MutableData() {
+    if (!data_) data_ = std::make_unique<MeshData>();
+    return *data_;
+}
 
 void MeshNode::AddFacet(const Facet& facet) {
-    AppendPlain(Coordinates, facet.Coordinates, facet.Scale, CoordIndex);
-    AppendPlain(TexCoords, facet.TexCoords, 1.0, TexCoordIndex);
-    AppendPlain(Normals, facet.Normals, 1.0, NormalIndex);
-    CoordIndex.CloseFace();
-    NormalIndex.CloseFace();
-    TexCoordIndex.CloseFace();
+    MeshData& d = MutableData();
+    AppendPlain(d.Coordinates, facet.Coordinates, facet.Scale, d.CoordIndex);
+    AppendPlain(d.TexCoords, facet.TexCoords, 1.0, d.TexCoordIndex);
+    AppendPlain(d.Normals, facet.Normals, 1.0, d.NormalIndex);
+    d.CoordIndex.CloseFace();
+    d.NormalIndex.CloseFace();
+    d.TexCoordIndex.CloseFace();
 }
 
 void MeshNode::AddFacetOptimized(const Facet& facet) {
-    PrefetchWelds(Coordinates, facet.Coordinates, facet.Scale, welding_[0].ByValue, welding_[0].BySource);
-    PrefetchWelds(Normals, facet.Normals, 1.0, welding_[1].ByValue, welding_[1].BySource);
-    PrefetchWelds(TexCoords, facet.TexCoords, 1.0, welding_[2].ByValue, welding_[2].BySource);
-    AppendWelded(Coordinates, facet.Coordinates, facet.Scale, welding_[0].ByValue, welding_[0].BySource, CoordIndex);
-    AppendWelded(Normals, facet.Normals, 1.0, welding_[1].ByValue, welding_[1].BySource, NormalIndex);
-    AppendWelded(TexCoords, facet.TexCoords, 1.0, welding_[2].ByValue, welding_[2].BySource, TexCoordIndex);
-    CoordIndex.CloseFace();
-    NormalIndex.CloseFace();
-    TexCoordIndex.CloseFace();
+    MeshData& d = MutableData();
+    std::array<WeldChannel, 3>& w = d.Welding;
+    PrefetchWelds(d.Coordinates, facet.Coordinates, facet.Scale, w[0].ByValue, w[0].BySource);
+    PrefetchWelds(d.Normals, facet.Normals, 1.0, w[1].ByValue, w[1].BySource);
+    PrefetchWelds(d.TexCoords, facet.TexCoords, 1.0, w[2].ByValue, w[2].BySource);
+    AppendWelded(d.Coordinates, facet.Coordinates, facet.Scale, w[0].ByValue, w[0].BySource, d.CoordIndex);
+    AppendWelded(d.Normals, facet.Normals, 1.0, w[1].ByValue, w[1].BySource, d.NormalIndex);
+    AppendWelded(d.TexCoords, facet.TexCoords, 1.0, w[2].ByValue, w[2].BySource, d.TexCoordIndex);
+    d.CoordIndex.CloseFace();
+    d.NormalIndex.CloseFace();
+    d.TexCoordIndex.CloseFace();
 }
 
 void MeshNode::BeginWalk(std::size_t faces, const std::array<std::size_t, 3>& corners,
                          const std::array<std::size_t, 3>& arrayPoints, bool welding) {
-    PointList* points[3] = {&Coordinates, &Normals, &TexCoords};
-    FaceIndexList* lists[3] = {&CoordIndex, &NormalIndex, &TexCoordIndex};
+    if (faces == 0 && !data_) return;
+    MeshData& d = MutableData();
+    PointList* points[3] = {&d.Coordinates, &d.Normals, &d.TexCoords};
+    FaceIndexList* lists[3] = {&d.CoordIndex, &d.NormalIndex, &d.TexCoordIndex};
     for (std::size_t c = 0; c < 3; ++c) {
         lists[c]->Reserve(faces, corners[c], !welding);
-        WeldChannel& channel = welding_[c];
+        WeldChannel& channel = d.Welding[c];
         // A number of the last walk may stand for another point in this one.
         std::vector<std::uint32_t>().swap(channel.BySource);
         if (!welding) {
@@ -161,7 +177,8 @@ void MeshNode::BeginWalk(std::size_t faces, const std::array<std::size_t, 3>& co
 }
 
 void MeshNode::ReleaseWeldIndex() {
-    for (WeldChannel& channel : welding_) {
+    if (!data_) return;
+    for (WeldChannel& channel : data_->Welding) {
         channel.ByValue.Release();
         std::vector<std::uint32_t>().swap(channel.BySource);
     }
@@ -169,12 +186,19 @@ void MeshNode::ReleaseWeldIndex() {
 
 MeshNode& MeshLibrary::AddMesh(const std::string& geometryName, const std::string& materialName, MeshKind kind,
                                float creaseAngleDegrees) {
-    auto& mesh = children_.emplace_back(
-        std::make_unique<MeshNode>(Document, geometryName, materialName, kind, creaseAngleDegrees));
-    mesh->LibraryPosition = children_.size() - 1;
-    // The name is the mesh's own, which stays as it is.
-    byGeometry_[mesh->GeometryName].push_back(mesh.get());
-    return *mesh;
+    if (children_.size() >= 0xFFFFFFFFu) throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);
+    // Each pair of names is kept once; the meshes point at it.
+    std::string key = geometryName;
+    key += '\0';
+    key += materialName;
+    auto [known, added] = namesByKey_.try_emplace(std::move(key), nullptr);
+    if (added) known->second = &names_.emplace_back(MeshNames{geometryName, materialName});
+    MeshNode& mesh = children_.emplace_back(Document, known->second, kind, creaseAngleDegrees);
+    mesh.LibraryPosition = static_cast<std::uint32_t>(children_.size() - 1);
+    NormalSourceId.clear();
+    TexcoordSourceId.clear();
+    byGeometry_[geometryName].push_back(&mesh);
+    return mesh;
 }
 
 }  // namespace morvane

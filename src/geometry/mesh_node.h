@@ -4,12 +4,17 @@
 
 #include <array>
 #include <cstdint>
+#include <deque>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "geometry/point3.h"
 #include "geometry/point_index.h"
 #include "nodes/x3d_node.h"
+#include "support/name_index.h"
 
 namespace morvane {
 
@@ -86,6 +91,9 @@ public:
     // Room for `faces` more faces and `indices` more indices, unless the
     // indices are expected to count up.
     void Reserve(std::size_t faces, std::size_t indices, bool counting);
+    // The room of the stored indices and of the stored face ends.
+    std::size_t IndexCapacity() const { return indices_.capacity(); }
+    std::size_t EndCapacity() const { return ends_.capacity(); }
 
 private:
     void StoreIndices();
@@ -101,10 +109,49 @@ private:
     std::vector<std::uint32_t> ends_;
 };
 
+// The welding state of one channel while faces are added: the index by
+// value, and for a long walk the welded index of each array point met so far.
+struct WeldChannel {
+    PointIndex ByValue;
+    std::vector<std::uint32_t> BySource;
+};
+
+// What a mesh holds once a primitive gives it a face: its points, its
+// faces and the welding state.
+struct MeshData {
+    PointList Coordinates{true};
+    PointList Normals;
+    PointList TexCoords;
+    FaceIndexList CoordIndex;
+    FaceIndexList NormalIndex;
+    FaceIndexList TexCoordIndex;
+    std::array<WeldChannel, 3> Welding;
+};
+
+// The names that a mesh goes by: its geometry's id and its material symbol.
+struct MeshNames {
+    std::string Geometry;
+    std::string Material;
+};
+
+// A mesh is created for every primitive element, and many of them are empty
+// (a document can hold a million `<lines/>`), so the mesh itself keeps only
+// what names and places it: its names live in its library, its data is
+// allocated with its first face.
 class MeshNode : public X3dNode {
 public:
-    MeshNode(ColladaReader* document, std::string geometryName, std::string materialName, MeshKind kind,
-             float creaseAngleDegrees);
+    // The names are not copied: they must outlive the mesh (a library keeps
+    // them for its meshes, each pair once).
+    MeshNode(ColladaReader* document, const MeshNames* names, MeshKind kind, float creaseAngleDegrees);
+
+    const std::string& GeometryName() const { return names_->Geometry; }
+    const std::string& MaterialName() const { return names_->Material; }
+
+    // The data of the mesh; an empty one while none was allocated.
+    const MeshData& Data() const;
+    // The data of the mesh, allocated on the first call.
+    MeshData& MutableData();
+    bool HasData() const { return data_ != nullptr; }
 
     // Every corner gets points of its own.
     void AddFacet(const Facet& facet);
@@ -115,7 +162,8 @@ public:
     // normals, texture coordinates), that many corners read from an array
     // of that many points. A long walk welds the corners by their number in
     // the array, which gives the same index as welding by value, since a
-    // number stands for the same value throughout one walk.
+    // number stands for the same value throughout one walk. A walk of no
+    // faces leaves a mesh without data as it is.
     void BeginWalk(std::size_t faces, const std::array<std::size_t, 3>& corners,
                    const std::array<std::size_t, 3>& arrayPoints, bool welding);
     // Frees the welding tables once the primitive has all its faces; a
@@ -127,34 +175,57 @@ public:
     void Write(TextOutput& out, int indent) override;
 
     MeshKind Kind = MeshKind::kFaceSet;
-    std::string MaterialName;
+    float CreaseAngleRadians = 0.0f;
+    // Where the mesh stands in its library.
+    std::uint32_t LibraryPosition = 0;
     // Chosen by the Shape that writes the mesh, just before it does; not owned.
     AppearanceNode* Appearance = nullptr;
-    PointList Coordinates{true};
-    PointList Normals;
-    PointList TexCoords;
-    FaceIndexList CoordIndex;
-    FaceIndexList NormalIndex;
-    FaceIndexList TexCoordIndex;
-    float CreaseAngleRadians = 0.0f;
-    std::string NormalSourceId;
-    std::string TexcoordSourceId;
-    std::string GeometryName;
-    // Where the mesh stands in its library.
-    std::size_t LibraryPosition = 0;
 
 private:
-    // The welding state of one channel: the index by value, and for a long
-    // walk the welded index of each array point met so far.
-    struct WeldChannel {
-        PointIndex ByValue;
-        std::vector<std::uint32_t> BySource;
-    };
-
     void WriteFaceSet(TextOutput& out, int indent);
     void WriteLineSet(TextOutput& out, int indent);
 
-    std::array<WeldChannel, 3> welding_;
+    const MeshNames* names_;
+    std::unique_ptr<MeshData> data_;
+};
+
+}  // namespace morvane
+
+namespace morvane {
+
+// All meshes of a document, in the order of their creation. The mesh being
+// filled is always the last one. Meshes stay where they were created, so
+// that pointers to them hold for the library's life.
+class MeshLibrary : public X3dNode {
+public:
+    explicit MeshLibrary(ColladaReader* document);
+    ~MeshLibrary() override;
+
+    // Creates a mesh for a primitive element and appends it. The crease
+    // angle is given in degrees.
+    MeshNode& AddMesh(const std::string& geometryName, const std::string& materialName, MeshKind kind,
+                      float creaseAngleDegrees);
+    // The next mesh after `after` (from the first when null) whose
+    // GeometryName equals `name`; null when there is none.
+    MeshNode* FindNext(std::string_view name, const MeshNode* after) const;
+
+    const std::deque<MeshNode>& Children() const { return children_; }
+    std::deque<MeshNode>& Children() { return children_; }
+
+    // The sources that the inputs of the last mesh's primitive name; a new
+    // mesh starts without.
+    std::string NormalSourceId;
+    std::string TexcoordSourceId;
+
+private:
+    std::deque<MeshNode> children_;
+    // The meshes of each geometry in library order, so that a walk over a
+    // geometry's meshes does not rescan the whole library at every step.
+    std::unordered_map<std::string, std::vector<MeshNode*>, KeyedNameHash, std::equal_to<>> byGeometry_;
+    // The names the meshes point at, each pair once, found by the geometry
+    // name, a NUL (which no name holds) and the material name.
+    std::deque<MeshNames> names_;
+    std::unordered_map<std::string, const MeshNames*, KeyedNameHash, std::equal_to<>> namesByKey_;
 };
 
 }  // namespace morvane

@@ -70,7 +70,7 @@ void MeshNode::Write(TextOutput& out, int indent) {
     // A line set bears no DEF, so a later use writes it in full again.
     if (Written && Kind != MeshKind::kLineSet) {
         out.Put("<IndexedFaceSet USE='");
-        out.PutString(GeometryName);
+        out.PutString(GeometryName());
         out.Put("'/>\n");
         return;
     }
@@ -83,43 +83,44 @@ void MeshNode::Write(TextOutput& out, int indent) {
 }
 
 void MeshNode::WriteFaceSet(TextOutput& out, int indent) {
+    const MeshData& d = Data();
     const bool zUp = Document != nullptr && Document->State().UpAxisIsZ;
     // Without an appearance the mesh counts as untextured.
     const bool textured = Appearance != nullptr && !Appearance->DiffuseTexture.Texture.empty();
 
     out.Put("<IndexedFaceSet DEF='");
-    out.PutString(GeometryName);
+    out.PutString(GeometryName());
     out.Put("' containerField='geometry' creaseAngle='");
     out.PutFixed(static_cast<double>(CreaseAngleRadians));
     out.Put("' convex='false' solid='true' ccw='true'\n");
 
     out.PutTabs(indent + 1);
     out.Put("coordIndex='\n");
-    PutIndexField(out, CoordIndex, indent);
-    if (!Normals.empty()) {
+    PutIndexField(out, d.CoordIndex, indent);
+    if (!d.Normals.empty()) {
         out.PutTabs(indent + 1);
         out.Put("normalIndex='\n");
-        PutIndexField(out, NormalIndex, indent);
+        PutIndexField(out, d.NormalIndex, indent);
     }
     if (textured) {
         out.PutTabs(indent + 1);
         out.Put("texCoordIndex='\n");
-        PutIndexField(out, TexCoordIndex, indent);
+        PutIndexField(out, d.TexCoordIndex, indent);
     }
     out.PutTabs(indent);
     out.Put(">\n");
 
-    PutPointElement(out, "<Coordinate containerField='coord' point='\n", Coordinates, zUp, indent + 1);
+    PutPointElement(out, "<Coordinate containerField='coord' point='\n", d.Coordinates, zUp, indent + 1);
 
-    if (!Normals.empty()) {
-        PutPointElement(out, "<Normal containerField='normal' vector='\n", Normals, zUp, indent + 1);
+    if (!d.Normals.empty()) {
+        PutPointElement(out, "<Normal containerField='normal' vector='\n", d.Normals, zUp, indent + 1);
     }
     if (textured) {
         out.PutTabs(indent + 1);
         out.Put("<TextureCoordinate containerField='texCoord' point='\n");
         // Texture coordinates have no axes to turn.
-        for (std::size_t i = 0; i < TexCoords.size(); ++i) {
-            const Point3 point = TexCoords[i];
+        for (std::size_t i = 0; i < d.TexCoords.size(); ++i) {
+            const Point3 point = d.TexCoords[i];
             out.PutTabs(indent + 2);
             out.PutFixed(point.X);
             out.Put(' ');
@@ -134,20 +135,21 @@ void MeshNode::WriteFaceSet(TextOutput& out, int indent) {
 }
 
 void MeshNode::WriteLineSet(TextOutput& out, int indent) {
+    const MeshData& d = Data();
     const bool zUp = Document != nullptr && Document->State().UpAxisIsZ;
 
     out.Put("<IndexedLineSet  containerField='geometry'\n");
     out.PutTabs(indent + 1);
     out.Put("coordIndex='\n");
-    for (std::size_t face = 0; face < CoordIndex.FaceCount(); ++face) {
+    for (std::size_t face = 0; face < d.CoordIndex.FaceCount(); ++face) {
         out.PutTabs(indent + 1);
-        PutFaceIndices(out, CoordIndex.Face(face));
+        PutFaceIndices(out, d.CoordIndex.Face(face));
         out.Put("-1\n");
     }
     out.PutTabs(indent);
     out.Put("'>\n");
 
-    PutPointElement(out, "<Coordinate containerField='coord' point='\n", Coordinates, zUp, indent + 1);
+    PutPointElement(out, "<Coordinate containerField='coord' point='\n", d.Coordinates, zUp, indent + 1);
     out.PutTabs(indent);
     out.Put("</IndexedLineSet>\n");
 }

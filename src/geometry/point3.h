@@ -2,6 +2,7 @@
 // read, or a texture coordinate (s, t, 0).
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
@@ -27,6 +28,15 @@ struct Float3 {
 // and a point with a NaN equals nothing, itself included.
 inline bool PointsEqual(const Point3& a, const Point3& b) { return a.X == b.X && a.Y == b.Y && a.Z == b.Z; }
 
+// Makes room for `size` elements. The room grows by half at least, so that
+// a run of requests a few elements larger each costs linear time in all,
+// as push_back would.
+template <class T>
+void GrowCapacity(std::vector<T>& list, std::size_t size) {
+    if (size <= list.capacity()) return;
+    list.reserve(std::max(size, list.capacity() + list.capacity() / 2));
+}
+
 // The points of one channel of a mesh, in one contiguous array. Every
 // point's value comes from 32-bit numbers: a coordinate is its numbers times
 // the unit scale in force when it was read, normals and texture coordinates
@@ -39,7 +49,10 @@ public:
 
     std::size_t size() const { return points_.size(); }
     bool empty() const { return points_.empty(); }
-    void reserve(std::size_t points) { points_.reserve(points); }
+    // Room for `points` points in all. Many small requests, one per face
+    // of a long primitive, still grow the list geometrically.
+    void reserve(std::size_t points) { GrowCapacity(points_, points); }
+    std::size_t capacity() const { return points_.capacity(); }
 
     // The value of the point at `index`.
     Point3 operator[](std::size_t index) const { return ValueOf(points_[index], ScaleOf(index)); }

@@ -21,7 +21,7 @@ constexpr std::int64_t kMaxMissingTriangles = 1000000;
 
 MeshNode* LastMesh(ColladaReader& owner) {
     if (!owner.State().MeshLibrary || owner.State().MeshLibrary->Children().empty()) return nullptr;
-    return owner.State().MeshLibrary->Children().back().get();
+    return &owner.State().MeshLibrary->Children().back();
 }
 
 // The list of a p or vcount element, which is then forgotten.
@@ -36,7 +36,7 @@ void TakeInts(ColladaReader& owner, const char* element, std::vector<std::int32_
 void AddFace(ColladaReader& owner, MeshNode& mesh, const Facet& facet) {
     if (owner.Options.SmoothMeshes) {
         // Welding is slow on a large mesh: it marks its progress.
-        if (static_cast<std::int64_t>(mesh.CoordIndex.FaceCount()) % kFacesPerMark == 0) {
+        if (static_cast<std::int64_t>(mesh.Data().CoordIndex.FaceCount()) % kFacesPerMark == 0) {
             owner.MarkProgress(kFacesMark);
         }
         mesh.AddFacetOptimized(facet);
@@ -220,7 +220,8 @@ bool TrianglesHandler::End(const std::string& name) {
         throw ConversionError(ErrorKind::kCountsBeyondLists, kCountsFarBeyondLists);
     }
 
-    CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, VertexOffset, NormalOffset,
+    CornerReader reader(owner, list, owner.State().MeshLibrary->NormalSourceId,
+                        owner.State().MeshLibrary->TexcoordSourceId, VertexOffset, NormalOffset,
                         TexcoordOffset);
     reader.BoundAllPositions();
     if (count > 0) {
@@ -253,7 +254,8 @@ bool PolylistHandler::End(const std::string& name) {
     MeshNode* mesh = TakeIndexList(list);
     if (mesh == nullptr) return true;
 
-    CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, VertexOffset, NormalOffset,
+    CornerReader reader(owner, list, owner.State().MeshLibrary->NormalSourceId,
+                        owner.State().MeshLibrary->TexcoordSourceId, VertexOffset, NormalOffset,
                         TexcoordOffset);
     const std::size_t tuples = width == 0 ? 0 : list.size() / static_cast<std::size_t>(width);
     BeginWalk(owner, *mesh, reader, vertexCounts.size(), tuples);
@@ -300,7 +302,8 @@ bool PHandler::End(const std::string& name) {
     TakeInts(list);
     const std::size_t corners = width == 0 ? 0 : list.size() / static_cast<std::size_t>(width);
 
-    CornerReader reader(owner, list, mesh->NormalSourceId, mesh->TexcoordSourceId, polygons->VertexOffset,
+    CornerReader reader(owner, list, owner.State().MeshLibrary->NormalSourceId,
+                        owner.State().MeshLibrary->TexcoordSourceId, polygons->VertexOffset,
                         polygons->NormalOffset, polygons->TexcoordOffset);
     BeginWalk(owner, *mesh, reader, 1, corners);
     Facet facet;

@@ -106,17 +106,17 @@ void InputHandler::SetPrimitiveChannel(int offset) {
     }
     if (target == nullptr) return;
     MeshNode* mesh = (owner.State().MeshLibrary && !owner.State().MeshLibrary->Children().empty())
-                         ? owner.State().MeshLibrary->Children().back().get()
+                         ? &owner.State().MeshLibrary->Children().back()
                          : nullptr;
 
     if (Semantic == "VERTEX") {
         // Positions always come through the vertices' POSITION source.
         target->VertexOffset = offset;
     } else if (Semantic == "NORMAL") {
-        if (mesh != nullptr) mesh->NormalSourceId = DropFirst(Source);
+        if (mesh != nullptr) owner.State().MeshLibrary->NormalSourceId = DropFirst(Source);
         target->NormalOffset = offset;
     } else if (Semantic == "TEXCOORD") {
-        if (mesh != nullptr) mesh->TexcoordSourceId = DropFirst(Source);
+        if (mesh != nullptr) owner.State().MeshLibrary->TexcoordSourceId = DropFirst(Source);
         target->TexcoordOffset = offset;
     }
 }

@@ -32,7 +32,7 @@ MeshNode* MeshLibrary::FindNext(std::string_view name, const MeshNode* after) co
     if (after == nullptr) return meshes.front();
     // Meshes after `after` in library order, whatever its own geometry.
     auto next = std::upper_bound(meshes.begin(), meshes.end(), after->LibraryPosition,
-                                 [](std::size_t position, const MeshNode* mesh) {
+                                 [](std::uint32_t position, const MeshNode* mesh) {
                                      return position < mesh->LibraryPosition;
                                  });
     return next == meshes.end() ? nullptr : *next;
@@ -47,12 +47,12 @@ void ShapeNode::AddBinding(std::string symbol, std::string target) {
 
 AppearanceNode* ShapeNode::ChooseAppearance(const MeshNode& mesh) {
     const AppearanceList& appearances = Document->State().Appearances;
-    if (AppearanceNode* named = appearances.FindByName(mesh.MaterialName)) return named;
+    if (AppearanceNode* named = appearances.FindByName(mesh.MaterialName())) return named;
     if (!chained_) {
         bySymbol_.Build(bindings_, [](const MaterialBinding& binding) -> const std::string& { return binding.Symbol; });
         chained_ = true;
     }
-    for (std::size_t i = bySymbol_.First(mesh.MaterialName); i != NameChains::kEnd; i = bySymbol_.Next(i)) {
+    for (std::size_t i = bySymbol_.First(mesh.MaterialName()); i != NameChains::kEnd; i = bySymbol_.Next(i)) {
         if (AppearanceNode* bound = appearances.FindById(bindings_[i].Target)) return bound;
     }
     return nullptr;
@@ -62,9 +62,9 @@ namespace {
 
 // The name a Shape of this mesh goes by: geometry, '_', material.
 void PutShapeName(TextOutput& out, const MeshNode& mesh) {
-    out.PutString(mesh.GeometryName);
+    out.PutString(mesh.GeometryName());
     out.Put('_');
-    out.PutString(mesh.MaterialName);
+    out.PutString(mesh.MaterialName());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -73,31 +74,11 @@ public:
 };
 
 // What a mesh becomes: an IndexedFaceSet or an IndexedLineSet.
-enum class MeshKind { kFaceSet, kLineSet };
+enum class MeshKind : std::uint8_t { kFaceSet, kLineSet };
 
-// All meshes of a document, in the order of their creation. The mesh being
-// filled is always the last one.
-class MeshLibrary : public X3dNode {
-public:
-    explicit MeshLibrary(ColladaReader* document);
-    ~MeshLibrary() override;
+// All meshes of a document: MeshLibrary, in geometry/mesh_node.h.
+class MeshLibrary;
 
-    // Creates a mesh for a primitive element and appends it. The crease
-    // angle is given in degrees.
-    MeshNode& AddMesh(const std::string& geometryName, const std::string& materialName, MeshKind kind,
-                      float creaseAngleDegrees);
-    // The next mesh after `after` (from the first when null) whose
-    // GeometryName equals `name`; null when there is none.
-    MeshNode* FindNext(std::string_view name, const MeshNode* after) const;
-
-    const std::vector<std::unique_ptr<MeshNode>>& Children() const { return children_; }
-
-private:
-    std::vector<std::unique_ptr<MeshNode>> children_;
-    // The meshes of each geometry in library order, so that a walk over a
-    // geometry's meshes does not rescan the whole library at every step.
-    std::unordered_map<std::string_view, std::vector<MeshNode*>, KeyedNameHash, std::equal_to<>> byGeometry_;
-};
 
 struct MaterialBinding {
     std::string Symbol;

@@ -9,6 +9,7 @@
 #include "document/output_file.h"
 #include "document/x3d_converter.h"
 #include "driver/command_line.h"
+#include "geometry/mesh_node.h"
 #include "test_support.h"
 
 namespace morvane {

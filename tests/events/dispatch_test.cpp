@@ -24,8 +24,9 @@ TEST(Dispatch, TextRules) {
         // Characters up to U+00FF become one byte, each above it one '?'.
         {"<r><comments>one &amp; two, caf\xC3\xA9 \xC4\x80\xF0\x9F\x98\x80.</comments></r>", "comments",
          "one & two, caf\xE9 ??.", 1},
-        // Text after a known child is dropped; text of an unknown child goes to the open parent.
-        {"<r><contributor>before<author>who</author>after</contributor></r>", "contributor", "before"},
+        // Text after a known child is dropped; text of an unknown child goes
+        // to the open parent, kept only when the parent's text is read.
+        {"<r><contributor>before<author>who</author>after</contributor></r>", "contributor", ""},
         {"<r><contributor>before<author>who</author>after</contributor></r>", "author", "who"},
         {"<r><comments>a<b>bold</b>c</comments></r>", "comments", "aboldc"},
         // Text stays readable after the end tag; the root's holds only what
@@ -38,6 +39,25 @@ TEST(Dispatch, TextRules) {
         ParseDocument(converter, c.xml, c.chunk);
         EXPECT_EQ(converter.FindHandler(c.element)->Text, c.text) << c.xml;
     }
+}
+
+// White space between elements and the text of unknown elements reach the
+// handler of the open element; a handler whose text nothing reads keeps
+// none of it, so such a document costs no memory for its text.
+TEST(Dispatch, TextThatNoHandlerReadsIsNotKept) {
+    const std::string blanks(1 << 16, ' ');
+    X3dConverter converter;
+    ParseDocument(converter, "<COLLADA>" + blanks + "<asset><contributor>" + blanks + "<author>me</author>" + blanks +
+                                 "<tool>" + blanks + "</tool></contributor></asset>" + blanks +
+                                 "<library_visual_scenes><visual_scene><node><x>" + blanks + "</x>" + blanks +
+                                 "<translate>1 2 3</translate></node></visual_scene></library_visual_scenes>" +
+                                 blanks + "</COLLADA>");
+    std::size_t kept = 0;
+    for (const auto& handler : converter.Handlers) kept += handler->Text.size();
+    EXPECT_EQ(kept, 2u + 5u);
+    EXPECT_EQ(converter.FindHandler("translate")->Text, "1 2 3");
+    EXPECT_FALSE(converter.FindHandler("COLLADA")->KeepsText);
+    EXPECT_TRUE(converter.FindHandler("comments")->KeepsText);
 }
 
 TEST(Attributes, AreFoundByLocalNameInNoNamespaceAndNarrowed) {

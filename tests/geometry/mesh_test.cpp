@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <deque>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -19,7 +20,13 @@ using IntList = std::vector<std::int32_t>;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-MeshNode NewMesh() { return MeshNode(nullptr, "g", "m", MeshKind::kFaceSet, 60.0f); }
+// Names that outlive every mesh of the tests.
+const MeshNames* Names(const char* geometry, const char* material) {
+    static std::deque<MeshNames> names;
+    return &names.emplace_back(MeshNames{geometry, material});
+}
+
+MeshNode NewMesh() { return MeshNode(nullptr, Names("g", "m"), MeshKind::kFaceSet, 60.0f); }
 
 TEST(MeshWelding, ZerosWeldKeepingTheFirstFormAndNaNNeverWelds) {
     MeshNode mesh = NewMesh();
@@ -29,16 +36,16 @@ TEST(MeshWelding, ZerosWeldKeepingTheFirstFormAndNaNNeverWelds) {
         facet.Coordinates.push_back({point});
     }
     mesh.AddFacetOptimized(facet);
-    EXPECT_EQ(mesh.CoordIndex.Flat(), (IntList{0, 0, 1, 2, 3, 0}));
-    EXPECT_TRUE(std::signbit(mesh.Coordinates[0].X));
-    EXPECT_FALSE(std::signbit(mesh.Coordinates[0].Z));
+    EXPECT_EQ(mesh.Data().CoordIndex.Flat(), (IntList{0, 0, 1, 2, 3, 0}));
+    EXPECT_TRUE(std::signbit(mesh.Data().Coordinates[0].X));
+    EXPECT_FALSE(std::signbit(mesh.Data().Coordinates[0].Z));
 }
 
 TEST(MeshWelding, EveryFaceCounts) {
     MeshNode mesh = NewMesh();
     for (int i = 0; i < 129; ++i) mesh.AddFacetOptimized(Facet());
     mesh.AddFacet(Facet());
-    EXPECT_EQ(mesh.CoordIndex.FaceCount() + mesh.NormalIndex.FaceCount() + mesh.TexCoordIndex.FaceCount(), 390u);
+    EXPECT_EQ(mesh.Data().CoordIndex.FaceCount() + mesh.Data().NormalIndex.FaceCount() + mesh.Data().TexCoordIndex.FaceCount(), 390u);
 }
 
 // Welding as a plain scan from index 0 does it.
@@ -87,11 +94,11 @@ TEST(MeshWelding, MatchesALinearScan) {
         }
         if (walk % 7 == 0) mesh.ReleaseWeldIndex();
     }
-    ASSERT_EQ(mesh.CoordIndex.Flat(), coordinates.indices);
-    ASSERT_EQ(mesh.TexCoordIndex.Flat(), texCoords.indices);
-    ASSERT_EQ(mesh.Coordinates.size(), coordinates.points.size());
+    ASSERT_EQ(mesh.Data().CoordIndex.Flat(), coordinates.indices);
+    ASSERT_EQ(mesh.Data().TexCoordIndex.Flat(), texCoords.indices);
+    ASSERT_EQ(mesh.Data().Coordinates.size(), coordinates.points.size());
     for (std::size_t i = 0; i < coordinates.points.size(); ++i) {
-        const Point3 p = mesh.Coordinates[i];
+        const Point3 p = mesh.Data().Coordinates[i];
         const Point3& q = coordinates.points[i];
         EXPECT_TRUE(std::memcmp(&p, &q, sizeof p) == 0 || (std::isnan(p.X + p.Y + p.Z) && std::isnan(q.X + q.Y + q.Z)))
             << i;
@@ -109,14 +116,55 @@ TEST(MeshPoints, EachCornerHasItsOwnPointsUnderItsFacesScale) {
         facet.Normals = {{{1, 2, 3}}};
         mesh.AddFacet(facet);
     }
-    ASSERT_EQ(mesh.Coordinates.size(), 10u);
+    ASSERT_EQ(mesh.Data().Coordinates.size(), 10u);
     const double expectedX[] = {1, 4, 1, 4, 0.5, 2, 2, 8, 1, 4};
-    for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(mesh.Coordinates[i].X, expectedX[i]) << i;
+    for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(mesh.Data().Coordinates[i].X, expectedX[i]) << i;
     // Normals keep their values whatever the scale.
-    for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(mesh.Normals[i].Z, 3.0) << i;
-    EXPECT_EQ(mesh.CoordIndex.Flat(), (IntList{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
-    EXPECT_EQ(mesh.NormalIndex.Flat(), (IntList{0, 1, 2, 3, 4}));
-    EXPECT_EQ(mesh.CoordIndex.Face(3)[1], 7);
+    for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(mesh.Data().Normals[i].Z, 3.0) << i;
+    EXPECT_EQ(mesh.Data().CoordIndex.Flat(), (IntList{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    EXPECT_EQ(mesh.Data().NormalIndex.Flat(), (IntList{0, 1, 2, 3, 4}));
+    EXPECT_EQ(mesh.Data().CoordIndex.Face(3)[1], 7);
+}
+
+// A primitive such as a polygons element adds its faces one walk at a
+// time, each asking for room for one more face: the lists must still grow
+// geometrically, or a long primitive costs time with the square of its
+// faces. Faces of two lengths make the face ends stored too.
+TEST(MeshGrowth, ManyOneFaceWalksGrowEveryListGeometrically) {
+    for (const bool welding : {false, true}) {
+        MeshNode mesh = NewMesh();
+        std::size_t changes[3] = {0, 0, 0};
+        std::size_t last[3] = {0, 0, 0};
+        const std::size_t walks = 3000;
+        for (std::size_t walk = 0; walk < walks; ++walk) {
+            const std::size_t corners = 2 + walk % 2;
+            mesh.BeginWalk(1, {corners, 0, 0}, {corners, 0, 0}, welding);
+            Facet facet;
+            // Points never repeat, so welding keeps them all.
+            for (std::size_t c = 0; c < corners; ++c) {
+                facet.Coordinates.push_back({{static_cast<float>(walk), static_cast<float>(c), 0.0f}});
+            }
+            if (welding) {
+                mesh.AddFacetOptimized(facet);
+            } else {
+                mesh.AddFacet(facet);
+            }
+            const MeshData& data = mesh.Data();
+            const std::size_t now[3] = {data.Coordinates.capacity(), data.CoordIndex.IndexCapacity(),
+                                        data.CoordIndex.EndCapacity()};
+            for (int k = 0; k < 3; ++k) {
+                if (now[k] != last[k]) ++changes[k];
+                last[k] = now[k];
+            }
+        }
+        ASSERT_EQ(mesh.Data().Coordinates.size(), walks / 2 * 5);
+        ASSERT_EQ(mesh.Data().CoordIndex.FaceCount(), walks);
+        // Growing by half each time, 7500 entries take about 22 steps.
+        for (int k = 0; k < 3; ++k) EXPECT_LE(changes[k], 30u) << "list " << k << (welding ? ", welding" : "");
+        // The indices are stored only when welding; the plain ones count up.
+        EXPECT_EQ(last[1] != 0, welding);
+        EXPECT_NE(last[2], 0u);
+    }
 }
 
 const std::string kFaceSetStart =
@@ -132,11 +180,11 @@ void AddFace(FaceIndexList& list, std::initializer_list<std::int32_t> indices) {
 }
 
 TEST(FaceSetOutput, LongFacesWrapBehindEvery16thIndex) {
-    MeshNode mesh(nullptr, "fan", "", MeshKind::kFaceSet, 60.0f);
-    AddFace(mesh.CoordIndex, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
-    AddFace(mesh.CoordIndex, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
-    AddFace(mesh.CoordIndex, {});
-    AddFace(mesh.CoordIndex, {16, 0, 1});
+    MeshNode mesh(nullptr, Names("fan", ""), MeshKind::kFaceSet, 60.0f);
+    AddFace(mesh.MutableData().CoordIndex, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
+    AddFace(mesh.MutableData().CoordIndex, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
+    AddFace(mesh.MutableData().CoordIndex, {});
+    AddFace(mesh.MutableData().CoordIndex, {16, 0, 1});
     EXPECT_EQ(WriteMesh(mesh, 0),
               "<IndexedFaceSet DEF='fan' " + kFaceSetStart +
                   "\tcoordIndex='\n"
@@ -156,16 +204,16 @@ TEST(FaceSetOutput, TextureCoordinatesFollowTheAppearanceAlone) {
     textured.DiffuseTexture.Texture = "img";
 
     // Coordinates but no texture in the appearance: none are written.
-    MeshNode withCoordinates(nullptr, "tri", "", MeshKind::kFaceSet, 60.0f);
-    withCoordinates.TexCoords.Append({0, 0, 0}, 1.0);
-    AddFace(withCoordinates.CoordIndex, {0});
-    AddFace(withCoordinates.TexCoordIndex, {0});
+    MeshNode withCoordinates(nullptr, Names("tri", ""), MeshKind::kFaceSet, 60.0f);
+    withCoordinates.MutableData().TexCoords.Append({0, 0, 0}, 1.0);
+    AddFace(withCoordinates.MutableData().CoordIndex, {0});
+    AddFace(withCoordinates.MutableData().TexCoordIndex, {0});
     withCoordinates.Appearance = &plain;
     EXPECT_EQ(WriteMesh(withCoordinates, 0).find("texCoord"), std::string::npos);
 
     // A textured appearance on a mesh without them or any face: empty
     // fields, each closing on a line of its own, and an empty node.
-    MeshNode empty(nullptr, "empty", "", MeshKind::kFaceSet, 60.0f);
+    MeshNode empty(nullptr, Names("empty", ""), MeshKind::kFaceSet, 60.0f);
     empty.Appearance = &textured;
     EXPECT_EQ(WriteMesh(empty, 0),
               "<IndexedFaceSet DEF='empty' " + kFaceSetStart +
@@ -180,10 +228,10 @@ TEST(FaceSetOutput, TextureCoordinatesFollowTheAppearanceAlone) {
 TEST(LineSetOutput, TurnsZUpAndIsWrittenWholeAgainOnASecondUse) {
     X3dConverter document;
     document.State().UpAxisIsZ = true;
-    MeshNode mesh(&document, "wire", "", MeshKind::kLineSet, 60.0f);
-    mesh.Coordinates.Append({0, 0, 0}, 1.0);
-    mesh.Coordinates.Append({1, 2, 3}, 1.0);
-    AddFace(mesh.CoordIndex, {0, 1});
+    MeshNode mesh(&document, Names("wire", ""), MeshKind::kLineSet, 60.0f);
+    mesh.MutableData().Coordinates.Append({0, 0, 0}, 1.0);
+    mesh.MutableData().Coordinates.Append({1, 2, 3}, 1.0);
+    AddFace(mesh.MutableData().CoordIndex, {0, 1});
     const std::string first = WriteMesh(mesh, 0);
     EXPECT_NE(first.find("\t\t0.000000 0.000000 -0.000000,\n\t\t1.000000 3.000000 -2.000000,\n"), std::string::npos)
         << first;

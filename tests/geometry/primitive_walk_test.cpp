@@ -16,7 +16,7 @@ namespace {
 class MeshKeeper : public ColladaReader {
 public:
     void Write() override { Kept = std::move(State().MeshLibrary); }
-    MeshNode& Mesh(std::size_t i) { return *Kept->Children().at(i); }
+    MeshNode& Mesh(std::size_t i) { return Kept->Children().at(i); }
     std::unique_ptr<morvane::MeshLibrary> Kept;
 };
 
@@ -73,7 +73,8 @@ std::string Walk(MeshKeeper& keeper, const std::string& body) {
     if (keeper.Kept == nullptr) return marks;
     std::string text;
     for (const auto& mesh : keeper.Kept->Children()) {
-        text += "c" + Faces(mesh->CoordIndex) + " n" + Faces(mesh->NormalIndex) + " t" + Faces(mesh->TexCoordIndex) +
+        text += "c" + Faces(mesh.Data().CoordIndex) + " n" + Faces(mesh.Data().NormalIndex) + " t" +
+                Faces(mesh.Data().TexCoordIndex) +
                 "; ";
     }
     char bounds[160];
@@ -100,8 +101,8 @@ TEST(TrianglesWalk, WeldsEachChannelAndBoundsTheWholeArray) {
                                          Input("NORMAL", "nrm", 1) + Input("TEXCOORD", "tex", 2),
                                          "0 0 0 1 0 1 2 1 2 1 1 1 3 0 0 2 1 2 4 0 0 4 0 0 4 0 0")),
               "c[0 1 2][1 3 2] n[0 0 1][1 0 1] t[0 1 2][1 0 2]; box 0 0 -1000  1000 1000 100; '..'");
-    EXPECT_EQ(keeper.Mesh(0).Coordinates.at(3).Z, In(100));
-    EXPECT_EQ(keeper.Mesh(0).Normals.at(1).Y, 1.0);  // normals are not scaled
+    EXPECT_EQ(keeper.Mesh(0).Data().Coordinates.at(3).Z, In(100));
+    EXPECT_EQ(keeper.Mesh(0).Data().Normals.at(1).Y, 1.0);  // normals are not scaled
 }
 
 TEST(TrianglesWalk, TupleWidthCountsTheThreeChannelsOnly) {
@@ -125,9 +126,9 @@ TEST(TrianglesWalk, TupleWidthCountsTheThreeChannelsOnly) {
                                              Input("COLOR", "c", 1),
                                          "0 5 1 1 2 0 7")),
               "c[0 1 2] n[] t[0 1]; box 0 0 0  1 1 0; '..'");
-    ASSERT_EQ(keeper.Mesh(0).TexCoords.size(), 2u);
-    EXPECT_EQ(keeper.Mesh(0).TexCoords[0].X, 0.75);
-    EXPECT_EQ(keeper.Mesh(0).TexCoords[1].X, 0.25);
+    ASSERT_EQ(keeper.Mesh(0).Data().TexCoords.size(), 2u);
+    EXPECT_EQ(keeper.Mesh(0).Data().TexCoords[0].X, 0.75);
+    EXPECT_EQ(keeper.Mesh(0).Data().TexCoords[1].X, 0.25);
 }
 
 TEST(TrianglesWalk, CountAndListDecideTheFacesAndTheirCorners) {
@@ -153,7 +154,7 @@ TEST(TrianglesWalk, CountAndListDecideTheFacesAndTheirCorners) {
     MeshKeeper sloppy;
     sloppy.Options.SmoothMeshes = false;
     EXPECT_EQ(Read(sloppy, kThreePoints + Triangles(" count='1000002'", "", "0 1 2 2 1 0 1")).size(), 7813u + 2);
-    EXPECT_EQ(sloppy.Mesh(0).CoordIndex.FaceCount(), 1000002u);
+    EXPECT_EQ(sloppy.Mesh(0).Data().CoordIndex.FaceCount(), 1000002u);
 }
 
 TEST(TrianglesWalk, ArraysAreFoundByIdOrLeaveTheirChannelEmpty) {
@@ -166,7 +167,7 @@ TEST(TrianglesWalk, ArraysAreFoundByIdOrLeaveTheirChannelEmpty) {
                                Triangles(" count='1'", "", "0 1 2") + Positions("missing") +
                                Triangles(" count='1'", "", "0 1 2")),
               "c[0 1 2] n[] t[]; c[0 1 2] n[] t[]; c[] n[] t[]; box 0 0 0  1 1 0; '......'");
-    EXPECT_EQ(keeper.Mesh(0).Coordinates.at(1).X, In(1));
+    EXPECT_EQ(keeper.Mesh(0).Data().Coordinates.at(1).X, In(1));
 }
 
 TEST(PolygonPrimitivesWalk, ReadCornersStraightFromTheArrays) {
@@ -196,7 +197,7 @@ TEST(PolygonPrimitivesWalk, ReadCornersStraightFromTheArrays) {
                                "<polygons><p>0 0 0</p></polygons>"),
               "c[0 1 2][2 1 0][0 1 3] n[][][] t[0 1 2][2 1 0][0 1 3]; c[0 1 2] n[] t[]; c[] n[] t[]; "
               "box 0 0 0  1 1 0; '...'");
-    EXPECT_EQ(keeper.Mesh(1).Coordinates.at(0).Y, In(1));
+    EXPECT_EQ(keeper.Mesh(1).Data().Coordinates.at(0).Y, In(1));
 }
 
 TEST(LinesWalk, ReadsPlainPairsOfPositions) {
@@ -210,6 +211,33 @@ TEST(LinesWalk, ReadsPlainPairsOfPositions) {
     MeshKeeper plain;
     plain.Options.SmoothMeshes = false;
     EXPECT_EQ(Walk(plain, body), "c[0 1][2 3][4] n[][][] t[][][]; box -4 -4 -4  1 1 5; ''");
+}
+
+// A document may hold a million empty primitives, each of which becomes a
+// mesh: an empty one is a small record that points at its names, and gets
+// its points and faces only with its first face.
+TEST(EmptyPrimitives, AreSmallRecordsWithoutMeshData) {
+    EXPECT_LE(sizeof(MeshNode), 64u);
+    std::string body = kThreePoints;
+    for (int i = 0; i < 500; ++i) body += "<lines/><triangles count='0'/>";
+    // Inputs name sources without making data; the last primitive has a face.
+    body += "<triangles count='0'>" + Input("VERTEX", "v", 0) + Input("NORMAL", "pos", 1) + "</triangles>";
+    body += "<polygons count='0'>" + Input("VERTEX", "v", 0) + "</polygons><lines material='m'><p>0 1</p></lines>";
+    MeshKeeper keeper;
+    Read(keeper, body);
+    ASSERT_NE(keeper.Kept, nullptr);
+    const auto& meshes = keeper.Kept->Children();
+    ASSERT_EQ(meshes.size(), 1003u);
+    for (std::size_t i = 0; i + 1 < meshes.size(); ++i) EXPECT_FALSE(meshes[i].HasData()) << i;
+    EXPECT_TRUE(meshes.back().HasData());
+    EXPECT_EQ(Faces(meshes.back().Data().CoordIndex), "[0 1]");
+    // Every mesh points at one copy of its pair of names.
+    EXPECT_EQ(&meshes[0].GeometryName(), &meshes[1001].GeometryName());
+    EXPECT_EQ(&meshes[0].MaterialName(), &meshes[1001].MaterialName());
+    EXPECT_EQ(meshes.back().GeometryName(), "g");
+    EXPECT_EQ(meshes.back().MaterialName(), "m");
+    EXPECT_NE(&meshes.back().GeometryName(), &meshes[0].GeometryName());
+    EXPECT_EQ(meshes[7].LibraryPosition, 7u);
 }
 
 }  // namespace

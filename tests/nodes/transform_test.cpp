@@ -111,7 +111,8 @@ TEST(ShapeNode, AMeshTakesItsAppearanceByNameElseByTheFirstBindingThatResolves) 
         // Bindings may also come after a first choice was made.
         const std::size_t early = random() % (bindings.size() + 1);
         for (std::size_t i = 0; i < early; ++i) shape.AddBinding(bindings[i].Symbol, bindings[i].Target);
-        MeshNode warmup(&converter, "g", pick(), MeshKind::kFaceSet, 60.0f);
+        const MeshNames warmupNames{"g", pick()};
+        MeshNode warmup(&converter, &warmupNames, MeshKind::kFaceSet, 60.0f);
         shape.ChooseAppearance(warmup);
         for (std::size_t i = early; i < bindings.size(); ++i) shape.AddBinding(bindings[i].Symbol, bindings[i].Target);
 
@@ -132,7 +133,8 @@ TEST(ShapeNode, AMeshTakesItsAppearanceByNameElseByTheFirstBindingThatResolves) 
                     }
                 }
             }
-            const MeshNode mesh(&converter, "g", material, MeshKind::kFaceSet, 60.0f);
+            const MeshNames meshNames{"g", material};
+            const MeshNode mesh(&converter, &meshNames, MeshKind::kFaceSet, 60.0f);
             EXPECT_EQ(shape.ChooseAppearance(mesh), expected) << "round " << round << ", '" << material << "'";
         }
     }

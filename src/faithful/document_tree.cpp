@@ -191,7 +191,8 @@ void DocumentTreeReader::endElement(std::string_view localName) {
         return;
     }
     if (open_ == kNoElement) return;
-    if (list_ != ListKind::None) TakeNumbers(true);
+    if (list_ != ListKind::None && !carry_.empty()) TakeNumbers(carry_, true);
+    carry_.clear();
     list_ = ListKind::None;
     if (localName == "node") --nodeDepth_;
     Element& element = tree_.Elements()[open_];
@@ -210,13 +211,23 @@ void DocumentTreeReader::characters(const char* chars, std::size_t count) {
         element.Text.append(chars, count);
         return;
     }
-    carry_.append(chars, count);
-    TakeNumbers(false);
+    std::string_view text(chars, count);
+    if (!carry_.empty()) {
+        // The number cut at the end of the last piece goes on up to the
+        // first blank of this one.
+        std::size_t end = 0;
+        while (end < text.size() && !IsBlank(text[end])) ++end;
+        carry_.append(text.substr(0, end));
+        if (end == text.size()) return;
+        TakeNumbers(carry_, true);
+        carry_.clear();
+        text.remove_prefix(end);
+    }
+    carry_.assign(text.substr(TakeNumbers(text, false)));
 }
 
-void DocumentTreeReader::TakeNumbers(bool last) {
+std::size_t DocumentTreeReader::TakeNumbers(std::string_view text, bool last) {
     Element& element = tree_.Elements()[open_];
-    const std::string_view text = carry_;
     std::size_t at = 0;
     while (true) {
         while (at < text.size() && IsBlank(text[at])) ++at;
@@ -247,7 +258,7 @@ void DocumentTreeReader::TakeNumbers(bool last) {
         }
         at = end;
     }
-    carry_.erase(0, at);
+    return at;
 }
 
 }  // namespace morvane::faithful

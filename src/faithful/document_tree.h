@@ -91,7 +91,9 @@ public:
 
 private:
     enum class ListKind { None, Floats, Ints };
-    void TakeNumbers(bool last);
+    // Reads the numbers of `text` into the open element, all of them when
+    // `last`, else all but one that reaches its end; gives how far it read.
+    std::size_t TakeNumbers(std::string_view text, bool last);
 
     DocumentTree tree_;
     std::uint32_t open_ = kNoElement;

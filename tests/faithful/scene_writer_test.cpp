@@ -26,10 +26,10 @@ struct Outcome {
     std::string Refusal;
 };
 
-Outcome Convert(const std::string& document, ConversionOptions options = {}) {
+Outcome Convert(const std::string& document, ConversionOptions options = {}, std::size_t chunkSize = 0) {
     options.Faithful = true;
     MemorySink sink;
-    ConversionJob job{DocumentInput::Memory(document), options, "model.x3d", {}};
+    ConversionJob job{DocumentInput::Memory(document, chunkSize), options, "model.x3d", {}};
     ConversionResult result = ConvertDocument(job, sink);
     return {sink.TakeText(), std::move(result.Warnings), result.Refusal ? result.Refusal->Message() : ""};
 }
@@ -87,6 +87,13 @@ TEST(FaithfulOutput, IsValidX3dWithItsHeader) {
     EXPECT_NE(outcome.Text.find("<Coordinate DEF='tri-pos' point='0 0 0 1 0 0 0 0 2'/>"), std::string::npos);
     // No animation is written, so no ROUTE either.
     EXPECT_EQ(outcome.Text.find("ROUTE"), std::string::npos);
+}
+
+TEST(FaithfulOutput, NumbersCutBetweenPiecesOfTextAreReadWhole) {
+    const std::string document = Document(kTriangle);
+    const std::string whole = Convert(document).Text;
+    ASSERT_NE(whole.find("point='0 0 0 1 0 0 0 0 2'"), std::string::npos);
+    for (const std::size_t chunk : {1, 2, 3, 7}) EXPECT_EQ(Convert(document, {}, chunk).Text, whole) << chunk;
 }
 
 TEST(FaithfulOutput, ThreeRotationsMakeOneTurn) {

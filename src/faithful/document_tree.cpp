@@ -99,20 +99,6 @@ std::vector<const Element*> DocumentTree::Children(const Element& parent, std::s
     return found;
 }
 
-const Element* DocumentTree::Descendant(const Element& parent, std::string_view name) const {
-    // Elements are stored in document order, and a subtree is one run of
-    // them: the descendants of `parent` are the elements after it up to the
-    // first that is not below it.
-    const std::size_t first = static_cast<std::size_t>(&parent - elements_.data()) + 1;
-    for (std::size_t i = first; i < elements_.size(); ++i) {
-        // An element is below `parent` when its parent index lies in the run.
-        const std::uint32_t up = elements_[i].Parent;
-        if (up == kNoElement || up + 1 < first) break;
-        if (elements_[i].Name == name) return &elements_[i];
-    }
-    return nullptr;
-}
-
 std::string_view DocumentTree::TextAt(const Element& parent, std::initializer_list<std::string_view> path) const {
     const Element* at = &parent;
     for (std::string_view name : path) {

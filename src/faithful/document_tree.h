@@ -59,9 +59,6 @@ public:
     const Element* Parent(const Element& element) const { return At(element.Parent); }
     const Element* Child(const Element& parent, std::string_view name) const;
     std::vector<const Element*> Children(const Element& parent, std::string_view name) const;
-    // The first element named `name` below `parent`, at any depth, in
-    // document order.
-    const Element* Descendant(const Element& parent, std::string_view name) const;
     // The text of the first descendant along a path of child names.
     std::string_view TextAt(const Element& parent, std::initializer_list<std::string_view> path) const;
 

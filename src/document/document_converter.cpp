@@ -1,8 +1,11 @@
 #include "document/document_converter.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <new>
 
 #include "events/element_kinds.h"
+#include "faithful/scene_writer.h"
 
 namespace morvane {
 
@@ -19,6 +22,16 @@ std::string NothingToConvert(const SeenKinds& seen) {
     }
     if (unread.empty()) return "nothing to convert (no triangles, polylist, polygons or lines)";
     return "nothing to convert (no triangles, polylist, polygons or lines; it has " + unread + ")";
+}
+
+// Like an amplification limit of a parser: the output may be 100 times as
+// large as the document, and never need be smaller than 64 MiB (the same
+// limit as the classic output's).
+std::uint64_t FaithfulOutputLimit(std::uint64_t inputBytes) {
+    constexpr std::uint64_t kFloor = std::uint64_t{64} << 20;
+    constexpr std::uint64_t kFactor = 100;
+    if (inputBytes > UINT64_MAX / kFactor) return UINT64_MAX;
+    return std::max(kFloor, kFactor * inputBytes);
 }
 
 }  // namespace
@@ -53,8 +66,45 @@ void DocumentConverter::Parse(const DocumentInput& input) {
     }
 }
 
+void DocumentConverter::ConvertFaithful(const ConversionJob& job, OutputSink& output, ImageSink* images,
+                                        ConversionResult& result) {
+    struct Rebind {
+        DocumentConverter& owner;
+        ~Rebind() {
+            owner.reader_.PutContentHandler(owner.attached_ ? &owner.converter_ : nullptr);
+            owner.faithfulReader_.Tree() = faithful::DocumentTree();
+        }
+    } rebind{*this};
+    if (reader_.PutContentHandler(&faithfulReader_) != kResultOk) {
+        throw ConversionError(ErrorKind::kInternalError, "internal error: the reader cannot be set up");
+    }
+    Parse(job.Input);
+    faithful::SceneSettings settings;
+    settings.Options = job.Options;
+    settings.OutputName = job.OutputName;
+    settings.Location = job.Location;
+    if (settings.Location.empty() && job.Input.Source != DocumentInput::Kind::kMemory) {
+        settings.Location = job.Input.Name;
+    }
+    settings.Images = images;
+    faithful::WriteScene(faithfulReader_.Tree(), settings, output, FaithfulOutputLimit(faithfulReader_.InputBytes()),
+                         result.Warnings);
+}
+
 ConversionResult DocumentConverter::Convert(const ConversionJob& job, OutputSink& output, ProgressSink* progress,
-                                            ImageSink* /*images*/) {
+                                            ImageSink* images) {
+    if (job.Options.Faithful) {
+        ConversionResult result;
+        try {
+            ConvertFaithful(job, output, images, result);
+        } catch (const ConversionError& refusal) {
+            result.Refusal = refusal;
+        } catch (const std::bad_alloc&) {
+            result.Refusal = ConversionError(ErrorKind::kOutOfMemory, kOutOfMemory);
+        }
+        if (result.Refusal) result.Warnings.clear();
+        return result;
+    }
     converter_.Options = job.Options;
     converter_.OutputFileName = job.OutputName;
     converter_.Output = &output;

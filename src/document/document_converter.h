@@ -15,6 +15,7 @@
 #include "document/x3d_converter.h"
 #include "events/conversion_options.h"
 #include "events/xml_reader.h"
+#include "faithful/document_tree.h"
 #include "support/conversion_error.h"
 #include "support/image_sink.h"
 #include "support/progress.h"
@@ -107,8 +108,12 @@ public:
 
 private:
     void Parse(const DocumentInput& input);
+    // The faithful output: the document is read into a tree by a handler of
+    // its own, then bound and written.
+    void ConvertFaithful(const ConversionJob& job, OutputSink& output, ImageSink* images, ConversionResult& result);
 
     X3dConverter converter_;
+    faithful::DocumentTreeReader faithfulReader_;
     XmlReader reader_;
     bool attached_ = false;
 };

@@ -42,7 +42,33 @@ void PrintUsage(std::FILE* out) {
     std::fputs(" Morvane -sv -sn -sb model.kmz\n", out);
 }
 
+void PrintHelp(std::FILE* out) {
+    PrintUsage(out);
+    std::fputs("\nLong options:\n", out);
+    std::fputs("--faithful : write the scene as the document describes it, as valid X3D 3.3 (placement, up axis\n"
+               "             and unit, materials and opacity, images found and converted to PNG beside the output)\n",
+               out);
+    std::fputs("--help     : print this help (with no input)\n", out);
+    std::fputs("--version  : print the version (with no input)\n", out);
+}
+
+void PrintVersion(std::FILE* out) { std::fprintf(out, "morvane %s\n", MORVANE_PROGRAM_VERSION); }
+
 namespace {
+
+// Arguments that begin with "--" are this program's own: the single-dash
+// options never look at them.
+void ApplyLongOption(const std::string& arg, ConversionOptions& options, CommandLine& line) {
+    if (arg == "--faithful") {
+        options.Faithful = true;
+    } else if (arg == "--help") {
+        line.Help = true;
+    } else if (arg == "--version") {
+        line.Version = true;
+    } else {
+        line.UnknownLongOptions.push_back(arg);
+    }
+}
 
 char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
 
@@ -84,6 +110,10 @@ CommandLine ApplyArguments(const std::vector<std::string>& args, ConversionOptio
             continue;
         }
         if (arg.size() < 2) continue;
+        if (arg[1] == '-') {
+            ApplyLongOption(arg, options, line);
+            continue;
+        }
         const char third = arg.size() > 2 ? Lower(arg[2]) : '\0';
         switch (Lower(arg[1])) {
             case 's': Suppress(third, options); break;

@@ -14,9 +14,18 @@ struct CommandLine {
     std::vector<std::string> Positional;
     // Whether a large input raises the prompt before smoothing; -fs clears it.
     bool WarnOnLargeFile = true;
+    // --help and --version: without an input they print help and version.
+    bool Help = false;
+    bool Version = false;
+    // Long options this program does not know, in order: each is passed
+    // over with a line on standard error.
+    std::vector<std::string> UnknownLongOptions;
 };
 
 void PrintUsage(std::FILE* out);
+// The usage text, then the long options.
+void PrintHelp(std::FILE* out);
+void PrintVersion(std::FILE* out);
 
 // Reads every argument once, from the first to the last (args[0], the
 // program's name, is not looked at). A later option overrides an earlier one.

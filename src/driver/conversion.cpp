@@ -15,6 +15,7 @@
 
 #include "document/output_file.h"
 #include "driver/command_line.h"
+#include "driver/image_files.h"
 #include "support/path_text.h"
 
 namespace morvane {
@@ -246,9 +247,10 @@ ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& re
     }
 
     OutputStream file(outputName);
+    ImageFiles images(outputName);
     const ConversionResult result =
-        converter.Convert({DocumentInput::Named(input, request.BatchMatch), options, outputName, input}, file,
-                          &request.Progress);
+        converter.Convert({DocumentInput::Named(input, request.BatchMatch), options, outputName, {}}, file,
+                          &request.Progress, options.Faithful ? &images : nullptr);
     // A document read to its end that has nothing to convert is a parse
     // that went through.
     const bool parsed = result.Written() || result.Refusal->Kind() == ErrorKind::kNothingToConvert;
@@ -260,6 +262,7 @@ ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& re
     }
     std::fflush(console.out);
     if (result.Refusal) Report(console, input, result.Refusal->Message());
+    for (const ConversionError& warning : result.Warnings) Report(console, input, "warning: " + warning.Message());
     return result;
 }
 
@@ -289,10 +292,19 @@ int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& con
 
     ConversionOptions options;
     const CommandLine line = ApplyArguments(args, options);
+    for (const std::string& unknown : line.UnknownLongOptions) Report(console, unknown, "unknown option, passed over");
     if (line.Positional.empty()) {
-        PrintUsage(console.out);
+        if (line.Help) {
+            PrintHelp(console.out);
+        } else if (line.Version) {
+            PrintVersion(console.out);
+        } else {
+            PrintUsage(console.out);
+        }
         return 0;
     }
+    if (line.Help) Report(console, "--help", "passed over: it applies only without an input");
+    if (line.Version) Report(console, "--version", "passed over: it applies only without an input");
     const std::string& inputName = line.Positional[0];
     const std::string outputName = line.Positional.size() > 1 ? line.Positional[1] : std::string();
     ConsoleProgress progress(console.out);

@@ -17,6 +17,12 @@ public:
     // ".." in it). False when it cannot, with why in `reason`, in words the
     // user is told; the output then names the image all the same.
     virtual bool PutImage(const std::string& name, std::string_view bytes, std::string& reason) = 0;
+    // As PutImage, but a sink that keeps its images beside other files may
+    // store them under another name than `name` (when that one is taken by a
+    // file of other bytes) and then writes the name it chose into `name`.
+    virtual bool PlaceImage(std::string& name, std::string_view bytes, std::string& reason) {
+        return PutImage(name, bytes, reason);
+    }
 };
 
 }  // namespace morvane

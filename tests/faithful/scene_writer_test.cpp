@@ -1,0 +1,420 @@
+// Whole faithful conversions of small documents, each checked against the
+// X3D that the rules give by hand.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "document/document_converter.h"
+#include "driver/image_files.h"
+#include "faithful/affine.h"
+#include "faithful/effect_look.h"
+#include "test_support.h"
+
+namespace morvane {
+namespace {
+
+using faithful::Opacity;
+using faithful::Rgba;
+
+struct Outcome {
+    std::string Text;
+    std::vector<ConversionError> Warnings;
+    std::string Refusal;
+};
+
+Outcome Convert(const std::string& document, ConversionOptions options = {}, std::size_t chunkSize = 0) {
+    options.Faithful = true;
+    MemorySink sink;
+    ConversionJob job{DocumentInput::Memory(document, chunkSize), options, "model.x3d", {}};
+    ConversionResult result = ConvertDocument(job, sink);
+    return {sink.TakeText(), std::move(result.Warnings), result.Refusal ? result.Refusal->Message() : ""};
+}
+
+// One triangle (0 0 0) (1 0 0) (0 0 2) in geometry "tri", with material
+// symbol "m"; `nodes` is the visual scene, `libraries` goes before it.
+std::string Document(const std::string& nodes, const std::string& asset = "", const std::string& libraries = "") {
+    return R"(<?xml version="1.0"?>
+<COLLADA xmlns="http://www.collada.org/2005/11/COLLADASchema" version="1.4.1">
+<asset>)" + asset + R"(</asset>
+<library_geometries><geometry id="tri"><mesh>
+ <source id="tri-pos"><float_array id="tri-pos-array" count="9">0 0 0 1 0 0 0 0 2</float_array>
+  <technique_common><accessor source="#tri-pos-array" count="3" stride="3">
+   <param name="X" type="float"/><param name="Y" type="float"/><param name="Z" type="float"/></accessor></technique_common></source>
+ <vertices id="tri-vtx"><input semantic="POSITION" source="#tri-pos"/></vertices>
+ <triangles count="1" material="m"><input semantic="VERTEX" source="#tri-vtx" offset="0"/><p>0 1 2</p></triangles>
+</mesh></geometry></library_geometries>
+)" + libraries + R"(
+<library_visual_scenes><visual_scene id="scene">)" + nodes + R"(</visual_scene></library_visual_scenes>
+<scene><instance_visual_scene url="#scene"/></scene>
+</COLLADA>)";
+}
+
+const std::string kTriangle = R"(<instance_geometry url="#tri"/>)";
+
+// The value of the first `attribute` of the first element that holds `marker`.
+std::string AttributeNear(const std::string& text, const std::string& marker, const std::string& attribute) {
+    const std::size_t at = text.find(marker);
+    if (at == std::string::npos) return "(no " + marker + ")";
+    const std::size_t start = text.rfind('<', at);
+    const std::size_t end = text.find('>', at);
+    const std::string element = text.substr(start, end - start);
+    const std::size_t found = element.find(" " + attribute + "='");
+    if (found == std::string::npos) return "";
+    const std::size_t value = found + attribute.size() + 3;
+    return element.substr(value, element.find('\'', value) - value);
+}
+
+std::vector<double> Numbers(const std::string& text) {
+    std::vector<double> numbers;
+    std::istringstream in(text);
+    for (double value; in >> value;) numbers.push_back(value);
+    return numbers;
+}
+
+TEST(FaithfulOutput, IsValidX3dWithItsHeader) {
+    const Outcome outcome = Convert(Document("<node id=\"n\">" + kTriangle + "</node>"));
+    ASSERT_EQ(outcome.Refusal, "");
+    EXPECT_TRUE(outcome.Text.starts_with(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<X3D profile='Immersive' version='3.3' "
+        "xmlns:xsd='http://www.w3.org/2001/XMLSchema-instance' "
+        "xsd:noNamespaceSchemaLocation='http://www.web3d.org/specifications/x3d-3.3.xsd'>\n"));
+    EXPECT_EQ(test::XmlErrors(outcome.Text), "");
+    EXPECT_NE(outcome.Text.find("coordIndex='0 1 2 -1'"), std::string::npos);
+    EXPECT_NE(outcome.Text.find("<Coordinate DEF='tri-pos' point='0 0 0 1 0 0 0 0 2'/>"), std::string::npos);
+    // No animation is written, so no ROUTE either.
+    EXPECT_EQ(outcome.Text.find("ROUTE"), std::string::npos);
+}
+
+TEST(FaithfulOutput, NumbersCutBetweenPiecesOfTextAreReadWhole) {
+    const std::string document = Document(kTriangle);
+    const std::string whole = Convert(document).Text;
+    ASSERT_NE(whole.find("point='0 0 0 1 0 0 0 0 2'"), std::string::npos);
+    for (const std::size_t chunk : {1, 2, 3, 7}) EXPECT_EQ(Convert(document, {}, chunk).Text, whole) << chunk;
+}
+
+TEST(FaithfulOutput, ThreeRotationsMakeOneTurn) {
+    // Z by 90 degrees after X by 90 (document order applies the last one
+    // first): x goes to y, y to z, z to x, a third of a turn about (1 1 1).
+    const Outcome outcome = Convert(Document(R"(<node id="n"><rotate>0 0 1 90</rotate><rotate>0 1 0 0</rotate>
+        <rotate>1 0 0 90</rotate>)" + kTriangle + "</node>"));
+    EXPECT_EQ(AttributeNear(outcome.Text, "DEF='n'", "rotation"), "0.5773503 0.5773503 0.5773503 2.094395");
+    EXPECT_EQ(AttributeNear(outcome.Text, "DEF='n'", "scale"), "");
+}
+
+TEST(FaithfulOutput, ASheardMatrixIsReproducedByOneTransform) {
+    // x' = x + y: singular values of [[1 1] [0 1]] are the golden ratio and
+    // its inverse; the translation is the fourth column.
+    const Outcome outcome = Convert(Document(R"(<node id="n"><matrix>1 1 0 5 0 1 0 6 0 0 1 7 0 0 0 1</matrix>)" +
+                                             kTriangle + "</node>"));
+    EXPECT_EQ(AttributeNear(outcome.Text, "DEF='n'", "translation"), "5 6 7");
+    std::vector<double> scale = Numbers(AttributeNear(outcome.Text, "DEF='n'", "scale"));
+    std::sort(scale.begin(), scale.end());
+    ASSERT_EQ(scale.size(), 3u);
+    EXPECT_NEAR(scale[0], 0.618034, 1e-6);
+    EXPECT_NEAR(scale[1], 1.0, 1e-6);
+    EXPECT_NEAR(scale[2], 1.618034, 1e-6);
+    // The fields, composed again, give the matrix back.
+    faithful::TransformFields fields;
+    const auto rotation = [&](const std::string& name) {
+        const std::vector<double> v = Numbers(AttributeNear(outcome.Text, "DEF='n'", name));
+        return v.size() == 4 ? faithful::AxisAngle{v[0], v[1], v[2], v[3]} : faithful::AxisAngle{};
+    };
+    fields.Translation = {5, 6, 7};
+    fields.Rotation = rotation("rotation");
+    fields.ScaleOrientation = rotation("scaleOrientation");
+    const std::vector<double> written = Numbers(AttributeNear(outcome.Text, "DEF='n'", "scale"));
+    fields.Scale = {written[0], written[1], written[2]};
+    const faithful::Matrix4 back = faithful::Compose(fields);
+    const double expected[12] = {1, 1, 0, 5, 0, 1, 0, 6, 0, 0, 1, 7};
+    for (int i = 0; i < 12; ++i) EXPECT_NEAR(back.M[i], expected[i], 1e-5) << i;
+}
+
+TEST(FaithfulOutput, UpAxisAndUnitAreOneTurnAndOneScaleAtTheRoot) {
+    // -90 degrees about X, written as +90 degrees about -X.
+    const Outcome zUp = Convert(Document(kTriangle, "<up_axis>Z_UP</up_axis>"));
+    EXPECT_NE(zUp.Text.find("\t<Transform rotation='-1 0 0 1.570796'>\n"), std::string::npos);
+    // The points stay as written.
+    EXPECT_NE(zUp.Text.find("point='0 0 0 1 0 0 0 0 2'"), std::string::npos);
+    // In Y-up the triangle spans x 0..1, y 0..2, z 0: the viewpoints look at
+    // (0.5 1 0), the front one from 1.5 x 2 in front of it.
+    EXPECT_EQ(AttributeNear(zUp.Text, "Front View", "centerOfRotation"), "0.5 1 0");
+    EXPECT_EQ(AttributeNear(zUp.Text, "Front View", "position"), "0.5 1 3");
+    EXPECT_EQ(AttributeNear(zUp.Text, "Front View", "DEF"), "model_Front");
+
+    const Outcome inches = Convert(Document(kTriangle, R"(<unit name="inch" meter="0.0254"/>)"));
+    EXPECT_NE(inches.Text.find("\t<Transform scale='0.0254 0.0254 0.0254'>\n"), std::string::npos);
+    EXPECT_EQ(AttributeNear(inches.Text, "Front View", "centerOfRotation"), "0.0127 0 0.0254");
+
+    // No unit: metres, and Y_UP: no turn.
+    const Outcome plain = Convert(Document(kTriangle, "<up_axis>Y_UP</up_axis>"));
+    EXPECT_NE(plain.Text.find("\t<Transform>\n"), std::string::npos);
+}
+
+TEST(FaithfulOpacity, EachModeCombinesColourAndTransparency) {
+    const Rgba half{0.2, 0.4, 0.6, 0.5};
+    EXPECT_DOUBLE_EQ(Opacity(half, "A_ONE", 0.8), 0.4);
+    EXPECT_DOUBLE_EQ(Opacity(half, "", 0.8), 0.4);
+    EXPECT_DOUBLE_EQ(Opacity(half, "A_ONE", std::nullopt), 0.5);
+    EXPECT_DOUBLE_EQ(Opacity(Rgba{0, 0, 0, 0.25}, "A_ZERO", 1.0), 0.75);
+    // Luminance of white is 1, of black 0.
+    EXPECT_NEAR(Opacity(Rgba{1, 1, 1, 0}, "RGB_ONE", 0.5), 0.5, 1e-12);
+    EXPECT_NEAR(Opacity(Rgba{1, 1, 1, 1}, "RGB_ZERO", 0.3), 0.7, 1e-12);
+    EXPECT_NEAR(Opacity(Rgba{0, 0, 0, 1}, "RGB_ZERO", 1.0), 1.0, 1e-12);
+    // (0.2 0.4 0.6): 0.212671 x 0.2 + 0.715160 x 0.4 + 0.072169 x 0.6 = 0.3718996.
+    EXPECT_NEAR(Opacity(half, "RGB_ONE", 1.0), 0.3718996, 1e-7);
+    // No <transparent>: opaque whatever the factor says.
+    EXPECT_DOUBLE_EQ(Opacity(std::nullopt, "A_ONE", 0.0), 1.0);
+    // Nothing would show: taken as an exporter's opaque material.
+    EXPECT_DOUBLE_EQ(Opacity(Rgba{0, 0, 0, 1}, "A_ONE", 0.0), 1.0);
+}
+
+std::string Material(const std::string& shading) {
+    return R"(<library_effects><effect id="fx"><profile_COMMON><technique sid="common"><phong>)" + shading +
+           R"(</phong></technique></profile_COMMON></effect></library_effects>
+<library_materials><material id="mat"><instance_effect url="#fx"/></material></library_materials>)";
+}
+
+const std::string kBoundTriangle = R"(<node id="n"><instance_geometry url="#tri"><bind_material><technique_common>
+    <instance_material symbol="m" target="#mat"/></technique_common></bind_material></instance_geometry></node>)";
+
+TEST(FaithfulOutput, MaterialsAreWrittenWithX3dTransparency) {
+    // What one exporter writes for every solid material: opaque.
+    Outcome solid = Convert(Document(kBoundTriangle, "",
+                                     Material(R"(<diffuse><color>0.1 0.2 0.3 1</color></diffuse>
+        <shininess><float>64</float></shininess>
+        <transparent opaque="A_ONE"><color>0 0 0 1</color></transparent><transparency><float>1</float></transparency>)")));
+    EXPECT_EQ(AttributeNear(solid.Text, "<Material", "transparency"), "0");
+    EXPECT_EQ(AttributeNear(solid.Text, "<Material", "diffuseColor"), "0.1 0.2 0.3");
+    EXPECT_EQ(AttributeNear(solid.Text, "<Material", "shininess"), "0.5");
+    EXPECT_EQ(AttributeNear(solid.Text, "<Appearance", "DEF"), "mat");
+
+    Outcome glass = Convert(Document(kBoundTriangle, "",
+                                     Material(R"(<transparent opaque="RGB_ZERO"><color>1 1 1 1</color></transparent>
+        <transparency><float>0.25</float></transparency>)")));
+    EXPECT_EQ(AttributeNear(glass.Text, "<Material", "transparency"), "0.25");
+    Outcome alphaZero = Convert(Document(kBoundTriangle, "",
+                                         Material(R"(<transparent opaque="A_ZERO"><color>0 0 0 0.4</color></transparent>
+        <transparency><float>1</float></transparency>)")));
+    EXPECT_EQ(AttributeNear(alphaZero.Text, "<Material", "transparency"), "0.4");
+}
+
+TEST(FaithfulOutput, NamesAndTextsAreEscaped) {
+    const Outcome outcome = Convert(Document(R"(<node id="a&amp;b'c">)" + kTriangle + "</node>",
+                                             "<contributor><author>Tom &amp; Jerry &lt;x&gt;</author></contributor>"));
+    EXPECT_NE(outcome.Text.find("<Transform DEF='a_b_c'>"), std::string::npos);
+    EXPECT_NE(outcome.Text.find("<meta name='author' content='Tom &amp; Jerry &lt;x&gt;'/>"), std::string::npos);
+    EXPECT_EQ(test::XmlErrors(outcome.Text), "");
+}
+
+TEST(FaithfulOutput, AnInstanceOfAnAncestorIsLeftOutWithAWarning) {
+    const std::string library = R"(<library_nodes>
+        <node id="A"><instance_node url="#B"/></node>
+        <node id="B">)" + kTriangle + R"(<instance_node url="#A"/></node></library_nodes>)";
+    const Outcome outcome = Convert(Document(R"(<node id="top"><instance_node url="#A"/><instance_node url="#B"/></node>)",
+                                             "", library));
+    ASSERT_EQ(outcome.Refusal, "");
+    // A holds B, whose instance of A is left out; the second instance of B
+    // is a USE of the one already written.
+    const std::size_t a = outcome.Text.find("<Transform DEF='A'>");
+    const std::size_t b = outcome.Text.find("<Transform DEF='B'>");
+    ASSERT_NE(a, std::string::npos);
+    ASSERT_NE(b, std::string::npos);
+    EXPECT_LT(a, b);
+    EXPECT_EQ(outcome.Text.find("USE='A'"), std::string::npos);
+    EXPECT_NE(outcome.Text.find("<Transform USE='B'/>"), std::string::npos);
+    ASSERT_EQ(outcome.Warnings.size(), 1u);
+    EXPECT_EQ(outcome.Warnings[0].Message(), "instance_node #A left out: it would instance one of its own ancestors");
+}
+
+std::string Strips(const std::string& primitive) {
+    return R"(<?xml version="1.0"?><COLLADA><library_geometries><geometry id="g"><mesh>
+ <source id="s"><float_array id="f" count="15">0 0 0 1 0 0 0 1 0 1 1 0 0 2 0</float_array>
+  <technique_common><accessor source="#f" count="5" stride="3">
+   <param name="X"/><param name="Y"/><param name="Z"/></accessor></technique_common></source>
+ <vertices id="v"><input semantic="POSITION" source="#s"/></vertices>
+ )" + primitive + R"(
+</mesh></geometry></library_geometries>
+<library_visual_scenes><visual_scene id="vs"><node><instance_geometry url="#g"/></node></visual_scene></library_visual_scenes>
+<scene><instance_visual_scene url="#vs"/></scene></COLLADA>)";
+}
+
+TEST(FaithfulGeometry, StripsFansAndPolygonsBecomeFaces) {
+    // Every other triangle of a strip turns round to keep the winding.
+    EXPECT_NE(Convert(Strips(R"(<tristrips count="1"><input semantic="VERTEX" source="#v" offset="0"/><p>0 1 2 3 4</p></tristrips>)"))
+                  .Text.find("coordIndex='0 1 2 -1 2 1 3 -1 2 3 4 -1'"),
+              std::string::npos);
+    EXPECT_NE(Convert(Strips(R"(<trifans count="1"><input semantic="VERTEX" source="#v" offset="0"/><p>0 1 3 2</p></trifans>)"))
+                  .Text.find("coordIndex='0 1 3 -1 0 3 2 -1'"),
+              std::string::npos);
+    // A polylist: faces of 3 and 4; an index past the list drops its face.
+    const Outcome list = Convert(Strips(R"(<polylist count="3"><input semantic="VERTEX" source="#v" offset="0"/>
+        <vcount>3 4 3</vcount><p>0 1 2 0 1 3 2 1 9 4</p></polylist>)"));
+    EXPECT_NE(list.Text.find("convex='false' creaseAngle='1.047198' coordIndex='0 1 2 -1 0 1 3 2 -1'"),
+              std::string::npos);
+    // Polygons with a hole keep their outline.
+    EXPECT_NE(Convert(Strips(R"(<polygons count="1"><input semantic="VERTEX" source="#v" offset="0"/>
+        <ph><p>0 1 3 4</p><h>2 2 2</h></ph></polygons>)"))
+                  .Text.find("coordIndex='0 1 3 4 -1'"),
+              std::string::npos);
+    const Outcome strips = Convert(Strips(R"(<linestrips count="1"><input semantic="VERTEX" source="#v" offset="0"/><p>0 1 3</p></linestrips>)"));
+    EXPECT_NE(strips.Text.find("<IndexedLineSet DEF='g_linestrips' coordIndex='0 1 3 -1'>"), std::string::npos);
+    // -sl leaves the lines out, and then there is nothing to convert.
+    ConversionOptions noLines;
+    noLines.WriteLines = false;
+    EXPECT_EQ(Convert(Strips(R"(<lines count="1"><input semantic="VERTEX" source="#v" offset="0"/><p>0 1</p></lines>)"),
+                      noLines)
+                  .Refusal,
+              "nothing to convert (its primitives are left out by -sy or -sl)");
+}
+
+TEST(FaithfulGeometry, TexCoordSetIsTheOneTheMaterialBinds) {
+    // Two sets, interleaved at offsets 1 and 2; the texture asks for "UV",
+    // which bind_vertex_input maps to set 1: the indices at offset 2.
+    const std::string document = R"(<?xml version="1.0"?><COLLADA>
+<library_images><image id="img"><init_from>http://example.org/a.png</init_from></image></library_images>
+<library_effects><effect id="fx"><profile_COMMON>
+ <newparam sid="surf"><surface type="2D"><init_from>img</init_from></surface></newparam>
+ <newparam sid="samp"><sampler2D><source>surf</source></sampler2D></newparam>
+ <technique sid="t"><lambert><diffuse><texture texture="samp" texcoord="UV"/></diffuse></lambert></technique>
+</profile_COMMON></effect></library_effects>
+<library_materials><material id="mat"><instance_effect url="#fx"/></material></library_materials>
+<library_geometries><geometry id="g"><mesh>
+ <source id="s"><float_array id="f" count="9">0 0 0 1 0 0 0 1 0</float_array>
+  <technique_common><accessor source="#f" count="3" stride="3"><param name="X"/><param name="Y"/><param name="Z"/></accessor></technique_common></source>
+ <source id="uv0"><float_array id="f0" count="6">0 0 1 0 0 1</float_array>
+  <technique_common><accessor source="#f0" count="3" stride="2"><param name="S"/><param name="T"/></accessor></technique_common></source>
+ <source id="uv1"><float_array id="f1" count="9">0.5 0.5 9 1 1 9 0 0 9</float_array>
+  <technique_common><accessor source="#f1" count="3" stride="3"><param name="S"/><param name="T"/><param name="P"/></accessor></technique_common></source>
+ <vertices id="v"><input semantic="POSITION" source="#s"/></vertices>
+ <triangles count="1" material="m"><input semantic="VERTEX" source="#v" offset="0"/>
+  <input semantic="TEXCOORD" source="#uv0" offset="1" set="0"/><input semantic="TEXCOORD" source="#uv1" offset="2" set="1"/>
+  <p>0 0 2 1 1 1 2 2 0</p></triangles>
+</mesh></geometry></library_geometries>
+<library_visual_scenes><visual_scene id="vs"><node><instance_geometry url="#g"><bind_material><technique_common>
+ <instance_material symbol="m" target="#mat"><bind_vertex_input semantic="UV" input_semantic="TEXCOORD" input_set="1"/></instance_material>
+</technique_common></bind_material></instance_geometry></node></visual_scene></library_visual_scenes>
+<scene><instance_visual_scene url="#vs"/></scene></COLLADA>)";
+    const Outcome outcome = Convert(document);
+    EXPECT_NE(outcome.Text.find("texCoordIndex='2 1 0 -1'"), std::string::npos) << outcome.Text;
+    // Three numbers an entry: s and t are read.
+    EXPECT_NE(outcome.Text.find("<TextureCoordinate DEF='uv1' point='0.5 0.5 1 1 0 0'/>"), std::string::npos);
+    EXPECT_NE(outcome.Text.find("<ImageTexture url='\"http://example.org/a.png\"'/>"), std::string::npos);
+}
+
+// A 1 x 1 uncompressed TGA of one blue-green-red pixel.
+std::string Tga() {
+    const unsigned char bytes[] = {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 1, 0, 24, 0, 10, 20, 30};
+    return std::string(reinterpret_cast<const char*>(bytes), sizeof bytes);
+}
+
+std::string WithImages(const std::vector<std::string>& references) {
+    std::string images;
+    std::string effects;
+    std::string materials;
+    std::string binds;
+    for (std::size_t i = 0; i < references.size(); ++i) {
+        const std::string n = std::to_string(i);
+        images += "<image id=\"img" + n + "\"><init_from>" + references[i] + "</init_from></image>";
+        effects += "<effect id=\"fx" + n + "\"><profile_COMMON><technique sid=\"t\"><lambert><diffuse><texture texture=\"img" +
+                   n + "\" texcoord=\"UV\"/></diffuse></lambert></technique></profile_COMMON></effect>";
+        materials += "<material id=\"mat" + n + "\"><instance_effect url=\"#fx" + n + "\"/></material>";
+        binds += "<node><instance_geometry url=\"#tri\"><bind_material><technique_common><instance_material symbol=\"m\" "
+                 "target=\"#mat" + n + "\"/></technique_common></bind_material></instance_geometry></node>";
+    }
+    return Document(binds, "",
+                    "<library_images>" + images + "</library_images><library_effects>" + effects +
+                        "</library_effects><library_materials>" + materials + "</library_materials>");
+}
+
+std::vector<std::string> Urls(const std::string& text) {
+    std::vector<std::string> urls;
+    const std::regex url("<ImageTexture url='\"([^\"]*)\"'/>");
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), url); it != std::sregex_iterator(); ++it) {
+        urls.push_back((*it)[1]);
+    }
+    return urls;
+}
+
+TEST(FaithfulImages, EachKindOfReferenceIsFoundAndNamedFromTheOutput) {
+    test::ScratchDirectory dir;
+    std::filesystem::create_directories(dir / "models/textures");
+    std::filesystem::create_directories(dir / "out");
+    test::WriteFile(dir / "models/textures/wood grain.png", "\x89PNG\r\n\x1a\n....");
+    test::WriteFile(dir / "models/brick.jpg", "\xFF\xD8\xFF\xE0....");
+    test::WriteFile(dir / "models/stone.tga", Tga());
+    // A different file already has the name the converted image wants.
+    test::WriteFile(dir / "out/stone.png", "not this one");
+    const std::string absolute = (dir / "models/brick.jpg").string();
+    const std::string document = WithImages({
+        "textures/wood%20grain.png",          // relative, percent-encoded
+        "file://" + absolute,                 // a file URL
+        "C:\\Users\\someone\\maps\\brick.jpg",  // another machine's path: found beside the document
+        absolute,                             // an absolute path
+        "stone.tga",                          // converted to PNG beside the output
+        "textures/missing.png",               // not found: a warning, the output still comes
+    });
+    test::WriteFile(dir / "models/model.dae", document);
+
+    ConversionOptions options;
+    options.Faithful = true;
+    MemorySink sink;
+    const std::string output = (dir / "out/model.x3d").string();
+    ImageFiles images(output);
+    const ConversionResult result =
+        ConvertDocument({DocumentInput::File((dir / "models/model.dae").string()), options, output, {}}, sink,
+                        nullptr, &images);
+    ASSERT_TRUE(result.Written());
+    const std::vector<std::string> expected = {"../models/textures/wood%20grain.png", "../models/brick.jpg",
+                                               "../models/brick.jpg", "../models/brick.jpg", "stone-1.png",
+                                               "../models/textures/missing.png"};
+    EXPECT_EQ(Urls(sink.TakeText()), expected);
+    ASSERT_EQ(result.Warnings.size(), 1u);
+    EXPECT_EQ(result.Warnings[0].Message(), "image not found: textures/missing.png");
+    EXPECT_EQ(test::ReadFile(dir / "out/stone.png"), "not this one");
+    const std::string png = test::ReadFile(dir / "out/stone-1.png");
+    EXPECT_TRUE(png.starts_with("\x89PNG")) << png.size();
+}
+
+TEST(FaithfulImages, TheImageFilesReuseTheSameBytesAndNeverReplaceAFile) {
+    test::ScratchDirectory dir;
+    test::WriteFile(dir / "a.png", "same");
+    test::WriteFile(dir / "b.png", "other");
+    test::WriteFile(dir / "b-1.png", "other too");
+    ImageFiles images((dir / "out.x3d").string());
+    std::string reason;
+    std::string name = "a.png";
+    EXPECT_TRUE(images.PlaceImage(name, "same", reason));
+    EXPECT_EQ(name, "a.png");
+    name = "b.png";
+    EXPECT_TRUE(images.PlaceImage(name, "new", reason));
+    EXPECT_EQ(name, "b-2.png");
+    EXPECT_EQ(test::ReadFile(dir / "b.png"), "other");
+    EXPECT_EQ(test::ReadFile(dir / "b-2.png"), "new");
+    // PutImage keeps to the name it is given.
+    EXPECT_FALSE(images.PutImage("b.png", "newer", reason));
+    EXPECT_EQ(test::ReadFile(dir / "b.png"), "other");
+}
+
+TEST(FaithfulOutput, ClassicOptionsKeepTheirMeaning) {
+    ConversionOptions options;
+    options.AutoViewpoint = false;
+    options.AutoBackground = false;
+    options.ExamineNavigation = false;
+    options.CreaseAngle = 90.0f;
+    const Outcome outcome = Convert(Document(kTriangle), options);
+    EXPECT_EQ(outcome.Text.find("<Viewpoint"), std::string::npos);
+    EXPECT_EQ(outcome.Text.find("<Background"), std::string::npos);
+    EXPECT_NE(outcome.Text.find("<NavigationInfo type='\"WALK\" \"FLY\" \"EXAMINE\" \"LOOKAT\"' speed='0.25'/>"),
+              std::string::npos);
+    EXPECT_NE(outcome.Text.find("creaseAngle='1.570796'"), std::string::npos);
+    options.WritePolygons = false;
+    EXPECT_EQ(Convert(Document(kTriangle), options).Refusal,
+              "nothing to convert (its primitives are left out by -sy or -sl)");
+}
+
+}  // namespace
+}  // namespace morvane

@@ -24,8 +24,9 @@ void Register(ColladaReader& reader, const char* name, TextUse text = TextUse::k
 
 // Every element name the converter knows, grouped by the header that
 // declares its handler. Names are unique and a handler is found by its
-// name, so the order here decides nothing. Four handlers serve two parts of
-// the converter; their lines say which. Those whose Text is read say so.
+// name, so the order here decides nothing. Three handlers serve two parts
+// of the converter, and one is read only for animations; their lines say
+// which. Those whose Text is read say so.
 void ColladaReader::RegisterHandlers() {
     // scene/scene_handlers.h: the asset
     Register<ColladaHandler>(*this, "COLLADA");

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -69,8 +70,11 @@ public:
     std::size_t FaceCount() const { return faces_; }
     bool Empty() const { return faces_ == 0; }
     FaceView Face(std::size_t face) const {
+        assert(face < faces_);
         const std::size_t begin = ends_.empty() ? face * length_ : (face == 0 ? 0 : ends_[face - 1]);
         const std::size_t end = ends_.empty() ? begin + length_ : ends_[face];
+        // Lists stop short of 2^31 entries, so a face's first index fits.
+        assert(begin <= static_cast<std::size_t>(INT32_MAX));
         const std::int32_t* stored = counting_ ? nullptr : indices_.data() + begin;
         return {stored, static_cast<std::int32_t>(begin), end - begin};
     }

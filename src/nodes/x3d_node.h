@@ -1,6 +1,8 @@
-// The family of output nodes. Everything that reaches the X3D file is
-// written by a node; most parsed records are nodes too, whether or not they
-// are ever written. A node is written at most once in full: its first Write
+// The family of output nodes. The scene's content (transforms, shapes and
+// their geometry and appearance, lights, cameras, interpolators) is written
+// by nodes; the document's frame, the proto declarations and the automatic
+// viewpoints are written by the document writer in src/document. Most
+// parsed records are nodes too, whether or not they are ever written. A node is written at most once in full: its first Write
 // sets Written, and a node that supports reuse writes a USE form after that.
 #pragma once
 

@@ -27,13 +27,15 @@ struct KeyedNameHash {
 
 // An open-addressing table in one array. Names are viewed, not copied: a
 // name must stay where it is, unchanged, for as long as it is noted, which
-// holds for the ids of records that the lists keep in place. Names longer
-// than 4 GiB are not expected.
+// holds for the ids of records that the lists keep in place.
 template <class Value>
 class NameIndex {
 public:
     // Notes `value` under `name`, unless an earlier entry holds that name.
     void Note(std::string_view name, Value value) {
+        // A slot keeps the length in 32 bits; the reader refuses any text
+        // long enough to break that before a name could reach here.
+        assert(name.size() <= UINT32_MAX && "a name fits its slot's 32-bit length");
         if (2 * (count_ + 1) > slots_.size()) Grow();
         const std::uint64_t hash = KeyedHash(name);
         Slot& slot = slots_[Probe(name, hash)];

@@ -3,9 +3,11 @@
 // converts each document it is sent.
 //
 // In:  { document: ArrayBuffer, location: "folder/model.dae",
-//        files: { "folder/wood.tga": ArrayBuffer, ... }, faithful: bool }
+//        files: { "folder/wood.tga": ArrayBuffer, ... }, faithful: bool,
+//        args: [option words] (optional) }
 // Out: { type: "progress", marks } now and then, then
-//      { type: "done", result } (convert()'s result) or { type: "failed", message }.
+//      { type: "done", result, milliseconds } (convert()'s result and how long
+//      it took) or { type: "failed", message }.
 "use strict";
 
 importScripts("converter/morvane.js", "converter/index.js");
@@ -29,8 +31,10 @@ onmessage = async ({ data }) => {
         let marks = 0, last = 0;
         const files = {};
         for (const [name, bytes] of Object.entries(data.files)) files[name] = new Uint8Array(bytes);
+        const began = performance.now();
         const result = morvane.convert(new Uint8Array(data.document), {
             faithful: data.faithful,
+            args: data.args ?? [],
             files,
             location: data.location,
             onProgress: () => {
@@ -42,8 +46,9 @@ onmessage = async ({ data }) => {
                 }
             },
         });
+        const milliseconds = performance.now() - began;
         const transfer = [result.bytes?.buffer, ...result.images.map(image => image.data.buffer)].filter(Boolean);
-        postMessage({ type: "done", result: { ...result, x3d: null }, marks }, transfer);
+        postMessage({ type: "done", result: { ...result, x3d: null }, marks, milliseconds }, transfer);
     } catch (error) {
         postMessage({ type: "failed", message: String(error?.message ?? error) });
     }

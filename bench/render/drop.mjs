@@ -11,8 +11,8 @@
 // the files dropped (their paths are their base names). Checks, per case:
 // the page's result is an output; it loads; it has at least one
 // ImageTexture and each one is complete; at least 1% of the canvas is
-// clearly red (the test images are red and white checkers); no request
-// leaves 127.0.0.1. Exit status 1 when a check fails.
+// clearly red, lit or not (the test images are red and white checkers); no
+// request leaves 127.0.0.1. Exit status 1 when a check fails.
 import { createRequire } from "node:module";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
@@ -94,7 +94,7 @@ async function look() {
     context.drawImage(image, 0, 0);
     const data = context.getImageData(0, 0, image.width, image.height).data;
     let red = 0;
-    for (let i = 0; i < data.length; i += 4) if (data[i] > 120 && data[i] > 2 * data[i + 1] && data[i] > 2 * data[i + 2]) red++;
+    for (let i = 0; i < data.length; i += 4) if (data[i] > 120 && data[i] > data[i + 1] + 30 && data[i] > data[i + 2] + 30) red++;
     return { textures: textures(), redShare: red / (data.length / 4), result: window.viewer.lastResult,
              status: document.getElementById("status").textContent,
              diagnostics: Array.from(document.querySelectorAll("#diagnostics li"), li => li.textContent),
@@ -126,6 +126,7 @@ try {
                 return request.abort("blockedbyclient");
             });
             page.on("pageerror", error => errors.push(String(error.message ?? error)));
+            page.on("console", message => { if (message.type() === "error") errors.push(`console: ${message.text()}`); });
             await withTimeout(page.goto(options.base), "page");
             await withTimeout(page.evaluate(() => window.viewer.done), "start");
             const files = test.files.map(file => ({ name: basename(file), base64: readFileSync(file).toString("base64") }));
@@ -152,6 +153,9 @@ try {
                         (seen.diagnostics.length ? `; diagnostics: ${seen.diagnostics.join(" | ")}` : ""));
         } catch (error) {
             problems.push(String(error.message ?? error));
+            for (const error of errors) problems.push(`page error: ${error}`);
+            const status = await page.evaluate(() => document.getElementById("status").textContent).catch(() => "");
+            problems.push(`the page says: ${status}`);
         } finally {
             await page.close().catch(() => {});
         }

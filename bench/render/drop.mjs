@@ -132,7 +132,7 @@ try {
             const files = test.files.map(file => ({ name: basename(file), base64: readFileSync(file).toString("base64") }));
             await page.evaluate(drop, files, test.mode === "faithful");
             // The drop handler replaces the promise once it has read the files.
-            await page.waitForFunction(() => window.viewer.lastResult !== undefined || /Could not|gave no output|Nothing/.test(
+            await page.waitForFunction(() => /^(Loaded|Could not|Nothing)|gave no output/.test(
                 document.getElementById("status").textContent), { timeout });
             const outcome = await withTimeout(page.evaluate(() => window.viewer.done), "conversion and load");
             if (!outcome.loaded) problems.push(`did not load: ${outcome.error}`);
@@ -154,6 +154,7 @@ try {
         } catch (error) {
             problems.push(String(error.message ?? error));
             for (const error of errors) problems.push(`page error: ${error}`);
+            for (const url of outside) problems.push(`asked away from 127.0.0.1: ${url}`);
             const status = await page.evaluate(() => document.getElementById("status").textContent).catch(() => "");
             problems.push(`the page says: ${status}`);
         } finally {

@@ -1,5 +1,11 @@
 #include "test_support.h"
 
+#include <gtest/gtest.h>
+
+#include "document/document_converter.h"
+#include "driver/command_line.h"
+#include "morvane/morvane.hpp"
+
 // GCC 12 warns of an uninitialised member deep inside std::regex's
 // compiler when it optimises with the sanitizers on; a known false alarm.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
@@ -57,6 +63,27 @@ std::string WrittenText(const std::function<void(TextOutput&)>& write) {
     out.Flush();
     sink.Commit();
     return sink.TakeText();
+}
+
+std::string ConvertInMemory(std::string_view document, const std::vector<std::string>& options,
+                            const std::string& outputName) {
+    Converter converter;
+    EXPECT_EQ(converter.SetOptions(options), Status::kOk);
+    EXPECT_EQ(converter.SetOutputName(outputName), Status::kOk);
+    std::string x3d;
+    converter.Convert(document, x3d);
+    return x3d;
+}
+
+std::string ConvertInPieces(std::string_view document, const std::vector<std::string>& options,
+                            const std::string& outputName, std::size_t chunkSize) {
+    ConversionJob job{DocumentInput::Memory(document, chunkSize), {}, outputName, {}};
+    std::vector<std::string> args{"morvane"};
+    args.insert(args.end(), options.begin(), options.end());
+    ApplyArguments(args, job.Options);
+    MemorySink text;
+    ConvertDocument(job, text);
+    return text.TakeText();
 }
 
 std::string ReadFile(const std::filesystem::path& path) {

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -34,6 +35,16 @@ struct ProgressMarks final : ProgressSink {
 std::string CaptureOutput(const std::function<void(std::FILE*)>& write);
 // What `write` puts into a text output, flushed at its end.
 std::string WrittenText(const std::function<void(TextOutput&)>& write);
+
+// Converts a document held in memory through the library's public
+// interface, with option words as on the command line, as if its output
+// were `outputName`. Gives the X3D text; empty when the document yields none.
+std::string ConvertInMemory(std::string_view document, const std::vector<std::string>& options,
+                            const std::string& outputName = "model.x3d");
+// The same through the converter inside, the document handed to the parser
+// in pieces of `chunkSize` bytes.
+std::string ConvertInPieces(std::string_view document, const std::vector<std::string>& options,
+                            const std::string& outputName, std::size_t chunkSize);
 
 std::string ReadFile(const std::filesystem::path& path);
 void WriteFile(const std::filesystem::path& path, const std::string& content);

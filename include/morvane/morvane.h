@@ -8,6 +8,10 @@
  *
  * Threads: a converter is used by one thread at a time; converters on
  * different threads are independent, and nothing is shared between them.
+ * The functions a caller hands over are called on the converting thread,
+ * before the conversion returns. While it converts, a thread works in the
+ * C locale (numbers are read and written as "1.5" whatever locale the
+ * program chose) and gets its own locale back after.
  *
  * Compatibility: within one major version (MORVANE_VERSION_MAJOR, the
  * soname's number) programs built against an older minor version keep
@@ -57,8 +61,21 @@ typedef enum morvane_severity {
  * converter and stay valid until its next conversion or its end. */
 typedef struct morvane_diagnostic {
     morvane_severity severity;
-    /* A short fixed word for programs: "malformed-xml", "too-deep",
-     * "output-too-large", "nothing-to-convert", "image-not-found", ... */
+    /* A short fixed word for programs; a word, once given to a kind, never
+     * changes, and new words may be added in a minor version:
+     *   malformed-xml         not well-formed XML (line and column given)
+     *   unsupported-encoding  a declared encoding that is not read
+     *   too-deep              nodes or transforms nested too deep
+     *   counts-beyond-lists   primitive counts far beyond their index lists
+     *   too-many-entries      a list that would reach 2^31 entries
+     *   output-too-large      an output past its size limit
+     *   out-of-memory         memory ran out
+     *   cannot-write          the write function (or image function) refused
+     *   nothing-to-convert    a document without a mesh to write
+     *   internal-error        a fault of the library
+     * and, from the program's own file and URL handling, never given by the
+     * library's memory conversions: cannot-open, cannot-read,
+     * download-failed, output-refused. */
     const char* kind;
     /* The words the user is told, without the program's or document's name. */
     const char* message;
@@ -88,9 +105,14 @@ MORVANE_API const char* morvane_version(void);
 MORVANE_API morvane_converter* morvane_new(void);
 MORVANE_API void morvane_free(morvane_converter* converter);
 
-/* Sets the options as command-line words ("-sy", "-l", "-a", "30",
- * "--faithful", ...), from the defaults: each call replaces what an
- * earlier one set. File names are not options. */
+/* Sets the options as command-line words, from the defaults: each call
+ * replaces what an earlier one set. The words are those of the command
+ * line, one option each: "-sy" "-sl" "-sp" "-sv" "-sb" "-sn" "-se" "-ss"
+ * "-sm", "-fy" "-fl" "-fp" "-fv" "-fb" "-fm" "-fn" "-fe" "-fs", "-l",
+ * "-z", the crease angle with its number joined ("-a30"), and
+ * "--faithful"; the letters after the dash in either case. Any other word,
+ * a file name among them, gives MORVANE_BAD_OPTION and changes nothing; a
+ * null word gives MORVANE_INVALID_ARGUMENT. */
 MORVANE_API morvane_status morvane_set_options(morvane_converter* converter, const char* const* words,
                                                size_t count);
 /* The name the output goes by ("model.x3d"): the viewpoints are named
@@ -121,7 +143,10 @@ MORVANE_API morvane_status morvane_convert_to_text(morvane_converter* converter,
                                                    char** output, size_t* output_size);
 MORVANE_API void morvane_free_text(char* text);
 
-/* The diagnostics of the last conversion, in the order they arose. */
+/* The diagnostics of the last conversion, in the order they arose: its
+ * warnings, then, when it gave no output, the one error that says why.
+ * MORVANE_INVALID_ARGUMENT leaves none; MORVANE_OUT_OF_MEMORY may leave
+ * none. */
 MORVANE_API size_t morvane_diagnostic_count(const morvane_converter* converter);
 /* Null past the count. */
 MORVANE_API const morvane_diagnostic* morvane_diagnostic_at(const morvane_converter* converter, size_t index);

@@ -263,17 +263,6 @@ ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& re
     return result;
 }
 
-std::string ConvertInMemory(std::string_view document, const std::vector<std::string>& options,
-                            const std::string& outputName, std::size_t chunkSize) {
-    ConversionJob job{DocumentInput::Memory(document, chunkSize), {}, outputName};
-    std::vector<std::string> args{"morvane"};
-    args.insert(args.end(), options.begin(), options.end());
-    ApplyArguments(args, job.Options);
-    MemorySink text;
-    ConvertDocument(job, text);
-    return text.TakeText();
-}
-
 int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& console) {
     if (args.size() < 2) {
         PrintUsage(console.out);

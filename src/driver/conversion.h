@@ -76,14 +76,6 @@ struct FileRequest {
 // result says it too.
 ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& request);
 
-// Converts a document held in memory, with options as on the command line
-// (file names among them are ignored), as if its output were `outputName`.
-// Gives the X3D text; empty when the document yields none. No file is read
-// or written. The document reaches the parser in pieces of `chunkSize`
-// bytes (0: all at once).
-std::string ConvertInMemory(std::string_view document, const std::vector<std::string>& options,
-                            const std::string& outputName = "model.x3d", std::size_t chunkSize = 0);
-
 // The whole program behind the entry point; returns the exit code.
 int RunConverter(const std::vector<std::string>& args, const ConsoleStreams& console = {});
 

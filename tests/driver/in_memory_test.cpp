@@ -3,7 +3,6 @@
 
 #include <filesystem>
 
-#include "driver/conversion.h"
 #include "test_support.h"
 
 namespace morvane {
@@ -20,14 +19,14 @@ TEST(InMemory, GivesTheTextOfTheFileWhateverThePieces) {
         ASSERT_EQ(test::RunMorvane(scratch.Path(), args).exitCode, 0);
         const std::string written = test::ReadFile(scratch / "cube.x3d");
         ASSERT_NE(written, "");
-        EXPECT_EQ(ConvertInMemory(document, options, "cube.x3d"), written);
-        EXPECT_EQ(ConvertInMemory(document, options, "cube.x3d", 7), written);
+        EXPECT_EQ(test::ConvertInMemory(document, options, "cube.x3d"), written);
+        EXPECT_EQ(test::ConvertInPieces(document, options, "cube.x3d", 7), written);
     }
 }
 
 TEST(InMemory, ADocumentWithoutMeshOrMalformedGivesNothing) {
-    EXPECT_EQ(ConvertInMemory("<COLLADA><asset/></COLLADA>", {}), "");
-    EXPECT_EQ(ConvertInMemory("<COLLADA><library_geometries>", {}), "");
+    EXPECT_EQ(test::ConvertInMemory("<COLLADA><asset/></COLLADA>", {}), "");
+    EXPECT_EQ(test::ConvertInMemory("<COLLADA><library_geometries>", {}), "");
 }
 
 }  // namespace

@@ -144,7 +144,10 @@ test("a faithful conversion turns a TGA among the given files into a PNG the out
 test("a faithful conversion of a document whose image is missing warns and still writes", () => {
     const result = convert(textured("gone.tga"), { faithful: true, files: {} });
     assert.equal(result.ok, true);
-    assert.deepEqual(result.diagnostics.map(d => [d.severity, d.kind]), [["warning", "image-not-found"]]);
+    assert.equal(result.diagnostics.length, 1);
+    assert.equal(result.diagnostics[0].severity, "warning");
+    assert.match(result.diagnostics[0].message, /gone\.tga/);
+    assert.deepEqual(result.images, []);
 });
 
 test("the morvane command writes beside the input, to a named file or to standard output", () => {

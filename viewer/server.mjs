@@ -5,7 +5,8 @@
 //   node viewer/server.mjs [--port N] --mounts FILE [--root DIR]...
 //
 // It serves the page at /, X_ITE from viewer/node_modules/x_ite/dist at
-// /x_ite/, and the files to look at under /files/:
+// /x_ite/, the WebAssembly converter from build/wasm/package (scripts/wasm)
+// at /converter/, and the files to look at under /files/:
 //
 // - with DIR (default: the working directory), /files/NAME is DIR/NAME;
 // - with --mounts FILE, a JSON object whose keys are folder names under
@@ -75,8 +76,10 @@ if (listed && !statSync(mounts[""][0], { throwIfNoEntry: false })?.isDirectory()
 }
 
 // Fixed places: the page's own files and X_ITE's distribution folder.
-const pageFiles = new Set(["index.html", "viewer.js", "viewer.css"]);
+const pageFiles = new Set(["index.html", "viewer.js", "viewer.css", "convert.js", "convert-worker.js"]);
 const xite = join(here, "node_modules", "x_ite", "dist");
+// The WebAssembly converter that scripts/wasm builds.
+const converter = join(here, "..", "build", "wasm", "package");
 
 // The file a URL path names, or null. Every part must be a plain name, so
 // no request reaches outside the served directories.
@@ -86,6 +89,7 @@ function locate(path) {
     if (parts.length === 1 && parts[0] === "") return join(here, "index.html");
     if (parts.length === 1 && pageFiles.has(parts[0])) return join(here, parts[0]);
     if (parts[0] === "x_ite") return join(xite, ...parts.slice(1));
+    if (parts[0] === "converter") return join(converter, ...parts.slice(1));
     if (parts[0] !== "files") return null;
     const rest = parts.slice(1);
     const key = rest.length > 1 && Object.hasOwn(mounts, rest[0]) && rest[0] !== "" ? rest.shift() : "";

@@ -1,9 +1,14 @@
 // Shows one X3D file in X_ITE: the one named by ?url= (relative to this
-// page), or one dropped onto the page. The status line says what loaded or
-// why it failed.
+// page), or one dropped onto the page. A dropped (or picked) COLLADA
+// document, with its images or its whole folder, is converted on this
+// machine by the WebAssembly build in a worker (convert-worker.js) and
+// shown with the dropped images (convert.js). The status line says what
+// loaded or why it failed.
 //
-// For scripts that drive the page (bench/render-check): window.viewer.done
-// is a promise of the last load's outcome, { url, loaded, error },
+// For scripts that drive the page (bench/render-check, bench/drop-check):
+// window.viewer.done is a promise of the last load's outcome, { url, loaded, error },
+// window.viewer.lastResult what the last conversion gave (ok, diagnostics,
+// image names, URLs not found and left out),
 // window.viewer.nodes() lists the nodes of the scene shown, and
 // window.viewer.geometry() measures what it draws (see drawnGeometry).
 
@@ -151,7 +156,8 @@ function start(browser) {
     if (url) {
         window.viewer.done = show(browser, url, url);
     } else {
-        say("Drop an .x3d file onto this page, or open it with ?url=PATH (relative to this page).");
+        say("Drop a .dae document (with its images, or its folder) to convert it here, or an .x3d file; " +
+            "or open one with ?url=PATH (relative to this page).");
         window.viewer.done = Promise.resolve({ url: null, loaded: false, error: "no file given" });
     }
 
@@ -160,16 +166,156 @@ function start(browser) {
         document.body.classList.add("dragging");
     });
     document.addEventListener("dragleave", () => document.body.classList.remove("dragging"));
-    document.addEventListener("drop", event => {
+    document.addEventListener("drop", async event => {
         event.preventDefault();
         document.body.classList.remove("dragging");
-        const file = event.dataTransfer?.files?.[0];
-        if (!file) return;
-        // A dropped file has no folder: the images it names cannot be found.
-        const blob = URL.createObjectURL(file);
-        window.viewer.done = show(browser, blob, `${file.name} (dropped; its images cannot be found)`)
-            .finally(() => URL.revokeObjectURL(blob));
+        const files = await droppedFiles(event.dataTransfer);
+        window.viewer.done = open(browser, files);
     });
+    for (const id of ["pick", "pick-folder"]) {
+        const input = document.getElementById(id);
+        input.addEventListener("change", () => {
+            const files = Array.from(input.files, file => ({ path: file.webkitRelativePath || file.name, file }));
+            input.value = "";
+            window.viewer.done = open(browser, files);
+        });
+    }
+}
+
+// The dropped files with their paths below what was dropped, folders read
+// through; plain files where the browser gives no entries.
+async function droppedFiles(transfer) {
+    const entries = Array.from(transfer?.items ?? [], item => item.webkitGetAsEntry?.()).filter(Boolean);
+    if (entries.length === 0) return Array.from(transfer?.files ?? [], file => ({ path: file.name, file }));
+    const files = [];
+    const visit = async entry => {
+        if (entry.isFile) {
+            const file = await new Promise((resolve, reject) => entry.file(resolve, reject));
+            files.push({ path: entry.fullPath.replace(/^\//, ""), file });
+        } else if (entry.isDirectory) {
+            const reader = entry.createReader();
+            // A folder's entries come in batches until an empty one.
+            for (;;) {
+                const batch = await new Promise((resolve, reject) => reader.readEntries(resolve, reject));
+                if (batch.length === 0) break;
+                for (const child of batch) await visit(child);
+            }
+        }
+    };
+    for (const entry of entries) await visit(entry);
+    return files;
+}
+
+// Shows what was dropped or picked: converts the first document among the
+// files (an .x3d file alone is shown as it is).
+async function open(browser, files) {
+    const documents = dropped.documentsAmong(files.map(file => file.path));
+    if (documents.length === 0) {
+        const x3d = files.find(file => /\.x3dv?$/i.test(file.path));
+        if (!x3d) {
+            say("Nothing to show: drop a .dae document (with its images, or its folder) or an .x3d file.", true);
+            return { url: null, loaded: false, error: "no document" };
+        }
+        const blob = URL.createObjectURL(x3d.file);
+        // A dropped file has no folder: the images it names cannot be found.
+        return show(browser, blob, `${x3d.path} (dropped; its images cannot be found)`)
+            .finally(() => URL.revokeObjectURL(blob));
+    }
+    return convertAndShow(browser, files, documents[0], documents.length - 1);
+}
+
+let worker = null;
+let objectUrls = [];
+
+// Converts one document in the worker and shows the result: progress on the
+// way, every diagnostic in the list below the status line, the output and
+// its converted images offered for download.
+async function convertAndShow(browser, files, documentPath, others) {
+    const diagnosticsList = document.getElementById("diagnostics");
+    const downloads = document.getElementById("downloads");
+    const progress = document.getElementById("progress");
+    diagnosticsList.replaceChildren();
+    downloads.replaceChildren();
+    for (const url of objectUrls) URL.revokeObjectURL(url);
+    objectUrls = [];
+    const note = (severity, text) => {
+        const item = document.createElement("li");
+        item.className = severity;
+        item.textContent = `${severity}: ${text}`;
+        diagnosticsList.append(item);
+    };
+
+    const faithful = document.getElementById("faithful").checked;
+    const byPath = new Map(files.map(file => [file.path, file.file]));
+    const contents = {};
+    for (const file of files) contents[file.path] = await file.file.arrayBuffer();
+    const documentBytes = contents[documentPath].slice(0);
+
+    worker ??= new Worker("convert-worker.js");
+    progress.hidden = false;
+    progress.removeAttribute("value");
+    const outcome = await new Promise(resolve => {
+        worker.onmessage = ({ data }) => {
+            if (data.type === "stage") say(data.text);
+            else if (data.type === "progress") say(`Converting ${documentPath}… ${data.marks} progress marks`);
+            else resolve(data);
+        };
+        worker.onerror = event => resolve({ type: "failed", message: event.message || "the converter stopped" });
+        worker.postMessage({ document: documentBytes, location: documentPath, files: contents, faithful });
+    });
+    progress.hidden = true;
+    if (outcome.type === "failed") {
+        worker.terminate();
+        worker = null;
+        say(`Could not convert ${documentPath}: ${outcome.message}`, true);
+        return { url: null, loaded: false, error: outcome.message };
+    }
+    const { result } = outcome;
+    window.viewer.lastResult = { ok: result.ok, diagnostics: result.diagnostics,
+                                 images: result.images.map(image => image.name) };
+    for (const d of result.diagnostics) {
+        const place = d.line ? ` (line ${d.line}, column ${d.column})` : "";
+        note(d.severity, `${d.message}${place} [${d.kind}]`);
+    }
+    if (!result.ok) {
+        say(`${documentPath} gave no output${result.diagnostics.length ? "" : ": no reason given"}.`, true);
+        return { url: null, loaded: false, error: result.diagnostics.map(d => d.message).join("; ") || "no output" };
+    }
+
+    const outputPath = dropped.outputPathFor(documentPath);
+    const outputFolder = dropped.folderOf(outputPath);
+    const urls = new Map();
+    const objectUrl = (blob) => {
+        const url = URL.createObjectURL(blob);
+        objectUrls.push(url);
+        return url;
+    };
+    for (const [path, file] of byPath) urls.set(path, objectUrl(file));
+    const offer = (blob, name) => {
+        const link = document.createElement("a");
+        link.href = objectUrl(blob);
+        link.download = name.split("/").pop();
+        link.textContent = `Download ${name}`;
+        downloads.append(link);
+    };
+    offer(new Blob([result.bytes], { type: "model/x3d+xml" }), outputPath.split("/").pop());
+    for (const image of result.images) {
+        const path = dropped.normalizePath(outputFolder ? `${outputFolder}/${image.name}` : image.name);
+        const blob = new Blob([image.data], { type: "image/png" });
+        if (path !== null) urls.set(path, objectUrl(blob));
+        offer(blob, image.name);
+    }
+
+    const x3d = new TextDecoder().decode(result.bytes);
+    const rewritten = dropped.rewriteUrls(x3d, outputPath, urls);
+    for (const url of new Set(rewritten.missing)) note("warning", `not among the dropped files: ${url}`);
+    for (const url of new Set(rewritten.blocked)) note("warning", `not fetched (away from this machine): ${url}`);
+    window.viewer.lastResult.missing = rewritten.missing;
+    window.viewer.lastResult.blocked = rewritten.blocked;
+    const shown = objectUrl(new Blob([rewritten.text], { type: "model/x3d+xml" }));
+    const mode = faithful ? "faithful" : "classic";
+    const label = `${outputPath} (${mode}${others ? `; ${others} more document${others === 1 ? "" : "s"} dropped` : ""})`;
+    return show(browser, shown, label);
 }
 
 window.viewer = {

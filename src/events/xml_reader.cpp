@@ -1,6 +1,12 @@
 #include "events/xml_reader.h"
 
+#ifndef MORVANE_CURL
+#define MORVANE_CURL 0
+#endif
+
+#if MORVANE_CURL
 #include <curl/curl.h>
+#endif
 #include <expat.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -301,6 +307,7 @@ struct DescriptorCloser {
     ~DescriptorCloser() { close(descriptor); }
 };
 
+#if MORVANE_CURL
 struct CurlCleanup {
     void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
 };
@@ -320,6 +327,7 @@ std::size_t OnDownloadData(char* data, std::size_t size, std::size_t count, void
     // Returning less than was given makes libcurl abandon the transfer.
     return session->Append(data, bytes) ? bytes : 0;
 }
+#endif
 
 // A parse whose memory runs out fails like any other.
 template <class F>
@@ -331,6 +339,7 @@ void ParseRefusingOutOfMemory(F&& parse) {
     }
 }
 
+#if MORVANE_CURL
 void InitialiseCurlOnce() {
     static const bool initialised = [] {
         curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -338,6 +347,10 @@ void InitialiseCurlOnce() {
     }();
     (void)initialised;
 }
+#else
+// A build without libcurl reads files and memory only.
+constexpr const char* kNoUrls = "cannot open: this build reads no URLs";
+#endif
 
 }  // namespace
 
@@ -347,6 +360,12 @@ bool IsUrl(std::string_view name) {
 
 bool IsFileUrl(std::string_view name) { return name.starts_with("file://"); }
 
+#if !MORVANE_CURL
+bool LocalPathOfFileUrl(const std::string&, std::string&, std::string& reason) {
+    reason = kNoUrls;
+    return false;
+}
+#else
 bool LocalPathOfFileUrl(const std::string& url, std::string& path, std::string& reason) {
     const std::unique_ptr<CURLU, UrlCleanup> handle(curl_url());
     if (!handle) {
@@ -376,6 +395,7 @@ bool LocalPathOfFileUrl(const std::string& url, std::string& path, std::string& 
     curl_free(decoded);
     return true;
 }
+#endif
 
 XmlReader::XmlReader() = default;
 
@@ -439,6 +459,9 @@ void XmlReader::ParseLocalFile(const std::string& path, bool regularFileOnly) {
     session.ThrowIfFailed();
 }
 
+#if !MORVANE_CURL
+void XmlReader::ParseDownload(const std::string&) { throw ConversionError(ErrorKind::kCannotOpen, kNoUrls); }
+#else
 void XmlReader::ParseDownload(const std::string& url) {
     InitialiseCurlOnce();
     // Before the handle, which may write into it up to its cleanup.
@@ -479,5 +502,7 @@ void XmlReader::ParseDownload(const std::string& url) {
     if (!session.Failed()) session.Finish();
     session.ThrowIfFailed();
 }
+
+#endif
 
 }  // namespace morvane

@@ -1,0 +1,192 @@
+// The npm package as a user gets it: installed from the packed tarball into
+// a fresh folder (tests/wasm/run-package), imported by its name, and its
+// `morvane` command run as npx runs it.
+import { test } from "node:test";
+import assert from "node:assert/strict";
+import { execFileSync, spawnSync } from "node:child_process";
+import { mkdtempSync, readFileSync, rmSync, writeFileSync, existsSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { inflateSync } from "node:zlib";
+import morvane from "morvane";
+import { convert } from "morvane";
+
+// One triangle, (0 0 0) (1 0 0) (0 1 0), in a node of the scene.
+const triangle = `<?xml version="1.0" encoding="utf-8"?>
+<COLLADA xmlns="http://www.collada.org/2005/11/COLLADASchema" version="1.4.1">
+  <asset><unit name="meter" meter="1"/><up_axis>Y_UP</up_axis></asset>
+  <library_geometries>
+    <geometry id="tri">
+      <mesh>
+        <source id="tri-pos"><float_array id="tri-pos-array" count="9">0 0 0 1 0 0 0 1 0</float_array></source>
+        <vertices id="tri-vtx"><input semantic="POSITION" source="#tri-pos"/></vertices>
+        <triangles count="1"><input semantic="VERTEX" source="#tri-vtx" offset="0"/><p>0 1 2</p></triangles>
+      </mesh>
+    </geometry>
+  </library_geometries>
+  <library_visual_scenes>
+    <visual_scene id="scene"><node id="n"><instance_geometry url="#tri"/></node></visual_scene>
+  </library_visual_scenes>
+</COLLADA>
+`;
+
+function pointsOf(x3d) {
+    const match = /<Coordinate containerField='coord' point='([^']*)'/.exec(x3d);
+    assert.ok(match, "the output has a Coordinate node");
+    return match[1].split(",").map(point => point.trim()).filter(Boolean);
+}
+
+test("the package's main module converts a document given as bytes or text", () => {
+    assert.equal(typeof morvane.convert, "function");
+    assert.equal(morvane.version, "1.0.0");
+    for (const document of [triangle, new TextEncoder().encode(triangle), new TextEncoder().encode(triangle).buffer]) {
+        const result = convert(document);
+        assert.equal(result.ok, true);
+        assert.deepEqual(result.diagnostics, []);
+        assert.ok(result.x3d.startsWith("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<X3D profile='Immersive'>"));
+        assert.equal(new TextDecoder().decode(result.bytes), result.x3d);
+        assert.match(result.x3d, /<IndexedFaceSet DEF='tri' /);
+        assert.match(result.x3d, /coordIndex='\s*0 1 2 -1'/);
+        assert.deepEqual(pointsOf(result.x3d), ["0.000000 0.000000 0.000000", "1.000000 0.000000 0.000000",
+                                                "0.000000 1.000000 0.000000"]);
+    }
+});
+
+test("the options and the output's name reach the conversion", () => {
+    const named = convert(triangle, { outputName: "dir/wing.x3d" });
+    assert.match(named.x3d, /<Viewpoint DEF='wing Front' /);
+    assert.match(named.x3d, /description='wing Front View'/);
+    assert.doesNotMatch(convert(triangle, ["-sv"]).x3d, /<Viewpoint /);
+    assert.doesNotMatch(convert(triangle, { args: ["-sb"] }).x3d, /<Background /);
+    assert.match(convert(triangle).x3d, /<Background DEF='AutoBackground' /);
+    assert.throws(() => convert(triangle, ["--no-such-option"]), TypeError);
+});
+
+test("a document that gives no output says why, and the next conversion starts afresh", () => {
+    const malformed = convert("<COLLADA>\n  <asset>\n</COLLADA>\n");
+    assert.equal(malformed.ok, false);
+    assert.equal(malformed.x3d, null);
+    assert.equal(malformed.bytes, null);
+    assert.equal(malformed.diagnostics.length, 1);
+    assert.equal(malformed.diagnostics[0].severity, "error");
+    assert.equal(malformed.diagnostics[0].kind, "malformed-xml");
+    // The end tag that does not match is on the third line.
+    assert.equal(malformed.diagnostics[0].line, 3);
+
+    const empty = convert("<COLLADA><asset/></COLLADA>");
+    assert.equal(empty.ok, false);
+    assert.deepEqual(empty.diagnostics.map(d => d.kind), ["nothing-to-convert"]);
+
+    const after = convert(triangle);
+    assert.equal(after.ok, true);
+    assert.deepEqual(after.diagnostics, []);
+});
+
+test("progress marks reach onProgress: a '.' more for each 128 faces read", () => {
+    const dots = document => {
+        const marks = [];
+        assert.equal(convert(document, { onProgress: mark => marks.push(mark) }).ok, true);
+        assert.ok(marks.every(mark => ".+!".includes(mark)), `marks: ${marks.join("")}`);
+        return marks.filter(mark => mark === ".").length;
+    };
+    // 257 triangles, all the same three corners: 256 faces more than one.
+    const many = triangle.replace("count=\"1\"", "count=\"257\"").replace("<p>0 1 2</p>", `<p>${"0 1 2 ".repeat(257)}</p>`);
+    assert.ok(dots(many) - dots(triangle) >= 2);
+});
+
+// A 2 x 1 TGA, uncompressed true colour, 24 bits, bottom-up: a blue pixel
+// (stored B G R) and a red one.
+const tga = Uint8Array.from([0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 1, 0, 24, 0, 255, 0, 0, 0, 0, 255]);
+
+function textured(imageName) {
+    return triangle
+        .replace("<library_geometries>", `<library_images><image id="img"><init_from>${imageName}</init_from></image></library_images>
+  <library_effects><effect id="fx"><profile_COMMON>
+    <newparam sid="surf"><surface type="2D"><init_from>img</init_from></surface></newparam>
+    <newparam sid="samp"><sampler2D><source>surf</source></sampler2D></newparam>
+    <technique sid="t"><lambert><diffuse><texture texture="samp" texcoord="uv"/></diffuse></lambert></technique>
+  </profile_COMMON></effect></library_effects>
+  <library_materials><material id="mat"><instance_effect url="#fx"/></material></library_materials>
+  <library_geometries>`)
+        .replace("<triangles count=\"1\">", "<triangles count=\"1\" material=\"m\">")
+        .replace("<instance_geometry url=\"#tri\"/>", `<instance_geometry url="#tri"><bind_material><technique_common>
+        <instance_material symbol="m" target="#mat"/></technique_common></bind_material></instance_geometry>`);
+}
+
+test("a faithful conversion turns a TGA among the given files into a PNG the output names", () => {
+    const result = convert(textured("maps/two.tga"), {
+        faithful: true,
+        location: "model.dae",
+        files: { "maps/two.tga": tga },
+    });
+    assert.equal(result.ok, true, JSON.stringify(result.diagnostics));
+    assert.equal(result.images.length, 1, JSON.stringify(result.diagnostics));
+    const [image] = result.images;
+    assert.ok(result.x3d.includes(image.name), "the output names the image it made");
+    const png = Buffer.from(image.data);
+    assert.deepEqual([...png.subarray(0, 8)], [137, 80, 78, 71, 13, 10, 26, 10]);
+    assert.equal(png.readUInt32BE(16), 2);
+    assert.equal(png.readUInt32BE(20), 1);
+    // The pixels, whatever the chunks: each row is a filter byte and its pixels.
+    const chunks = [];
+    for (let at = 8; at < png.length;) {
+        const length = png.readUInt32BE(at);
+        if (png.toString("latin1", at + 4, at + 8) === "IDAT") chunks.push(png.subarray(at + 8, at + 8 + length));
+        at += 12 + length;
+    }
+    const channels = png[25] === 6 ? 4 : 3;
+    const row = inflateSync(Buffer.concat(chunks));
+    assert.equal(row[0], 0, "no filter on a row of two pixels");
+    assert.deepEqual([...row.subarray(1, 4)], [0, 0, 255]);
+    assert.deepEqual([...row.subarray(1 + channels, 4 + channels)], [255, 0, 0]);
+});
+
+test("a faithful conversion of a document whose image is missing warns and still writes", () => {
+    const result = convert(textured("gone.tga"), { faithful: true, files: {} });
+    assert.equal(result.ok, true);
+    assert.equal(result.diagnostics.length, 1);
+    assert.equal(result.diagnostics[0].severity, "warning");
+    assert.match(result.diagnostics[0].message, /gone\.tga/);
+    assert.deepEqual(result.images, []);
+});
+
+test("the morvane command writes beside the input, to a named file or to standard output", () => {
+    const work = mkdtempSync(join(tmpdir(), "morvane-npx-"));
+    try {
+        writeFileSync(join(work, "tri.dae"), triangle);
+        const expected = convert(triangle, { outputName: "tri.x3d" }).bytes;
+        // Run where the package is installed, as npx finds it there; never from a registry.
+        // npm may add warnings of its own on standard error: the command's lines are ours.
+        const ours = result => result.stderr.toString().split("\n").filter(line => line.startsWith("morvane:"));
+        const npx = (...args) => spawnSync("npx", ["--no", "--", "morvane", ...args],
+                                           { encoding: "buffer", env: { ...process.env, npm_config_offline: "true" } });
+        const tri = join(work, "tri.dae");
+
+        const beside = npx(tri);
+        assert.equal(beside.status, 0, beside.stderr.toString());
+        assert.deepEqual(readFileSync(join(work, "tri.x3d")), Buffer.from(expected));
+
+        const named = npx("-sv", tri, join(work, "other.x3d"));
+        assert.equal(named.status, 0, named.stderr.toString());
+        assert.doesNotMatch(readFileSync(join(work, "other.x3d"), "utf8"), /<Viewpoint /);
+
+        const piped = npx(tri, "-");
+        assert.equal(piped.status, 0);
+        assert.deepEqual(piped.stdout, Buffer.from(expected));
+
+        const missing = npx(join(work, "none.dae"));
+        assert.equal(missing.status, 1);
+        assert.equal(ours(missing).length, 1);
+        assert.ok(ours(missing)[0].startsWith(`morvane: ${join(work, "none.dae")}: cannot open`), ours(missing)[0]);
+        assert.equal(existsSync(join(work, "none.x3d")), false);
+
+        writeFileSync(join(work, "bad.dae"), "<COLLADA>");
+        const bad = npx(join(work, "bad.dae"));
+        assert.equal(bad.status, 1);
+        assert.deepEqual(ours(bad).length, 1);
+        assert.match(ours(bad)[0], /not well-formed XML at line 1/);
+        assert.equal(existsSync(join(work, "bad.x3d")), false);
+    } finally {
+        rmSync(work, { recursive: true, force: true });
+    }
+});

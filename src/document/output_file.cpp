@@ -3,7 +3,9 @@
 // GCC 12 at -O3 sees an overlapping copy in a string assigned "/" in
 // FindOutputTarget, depending on how it inlines the rest of this file; a
 // known false alarm.
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wrestrict"
+#endif
 
 #include <fcntl.h>
 #include <unistd.h>

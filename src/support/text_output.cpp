@@ -19,7 +19,7 @@ constexpr std::size_t kBufferSize = 1 << 16;
 constexpr std::size_t kLongestFixed = 330;
 // The longest that PutShortFixed writes: a sign, 13 digits below 2^40, the
 // point and six decimals.
-constexpr std::size_t kLongestShortFixed = 21;
+[[maybe_unused]] constexpr std::size_t kLongestShortFixed = 21;
 
 // Six decimals of a double below 2^40 in magnitude, rounded as printf
 // rounds: the exact binary value, half to even. With value = m 2^e, the

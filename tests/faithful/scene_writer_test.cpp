@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <filesystem>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -332,9 +331,12 @@ std::string WithImages(const std::vector<std::string>& references) {
 
 std::vector<std::string> Urls(const std::string& text) {
     std::vector<std::string> urls;
-    const std::regex url("<ImageTexture url='\"([^\"]*)\"'/>");
-    for (auto it = std::sregex_iterator(text.begin(), text.end(), url); it != std::sregex_iterator(); ++it) {
-        urls.push_back((*it)[1]);
+    const std::string open = "<ImageTexture url='\"";
+    for (std::size_t at = text.find(open); at != std::string::npos; at = text.find(open, at)) {
+        at += open.size();
+        const std::size_t end = text.find('"', at);
+        if (end == std::string::npos) break;
+        if (text.compare(end, 4, "\"'/>") == 0) urls.push_back(text.substr(at, end - at));
     }
     return urls;
 }

@@ -45,6 +45,28 @@ bool IsKept(std::string_view name) {
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
+// An index of a list: a whole number from 0 to 2^31 - 1. Anything else
+// becomes -1, which no array has. Plain digits, by far the most common
+// form, are read here; signs and long runs of leading zeros go through
+// from_chars.
+std::int32_t ParseIndex(const char* first, const char* stop) {
+    if (first != stop && stop - first <= 9) {
+        std::int32_t value = 0;
+        const char* at = first;
+        for (; at != stop; ++at) {
+            const unsigned digit = static_cast<unsigned char>(*at) - static_cast<unsigned>('0');
+            if (digit > 9) break;
+            value = value * 10 + static_cast<std::int32_t>(digit);
+        }
+        if (at == stop) return value;
+    }
+    std::int64_t value = -1;
+    const auto [ptr, error] = std::from_chars(first, stop, value);
+    const bool good = error == std::errc() && ptr == stop && value >= 0 &&
+                      value <= std::numeric_limits<std::int32_t>::max();
+    return good ? static_cast<std::int32_t>(value) : -1;
+}
+
 constexpr std::size_t kMostEntries = (std::size_t{1} << 31) - 1;
 
 }  // namespace
@@ -236,11 +258,7 @@ std::size_t DocumentTreeReader::TakeNumbers(std::string_view text, bool last) {
             if (element.Ints.size() >= kMostEntries) {
                 throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);
             }
-            std::int64_t value = -1;
-            const auto [ptr, error] = std::from_chars(first, stop, value);
-            const bool good = error == std::errc() && ptr == stop && value >= 0 &&
-                              value <= std::numeric_limits<std::int32_t>::max();
-            element.Ints.push_back(good ? static_cast<std::int32_t>(value) : -1);
+            element.Ints.push_back(ParseIndex(first, stop));
         }
         at = end;
     }

@@ -852,15 +852,18 @@ void SceneWriter::WriteIndexField(std::string_view field, const Faces& faces, st
     pending_ += field;
     pending_ += "='";
     std::size_t at = 0;
-    char digits[16];
+    // A face at a time into a buffer of its own: one append per face.
+    std::string face;
     for (const std::uint32_t size : faces.Sizes) {
+        face.resize(std::size_t{size} * 12 + 2);
+        char* end = face.data();
         for (std::uint32_t k = 0; k < size; ++k) {
-            const auto [end, error] =
-                std::to_chars(digits, digits + sizeof digits, faces.Corners[at + k][offset]);
-            pending_.append(digits, end);
-            pending_ += ' ';
+            end = std::to_chars(end, end + 11, faces.Corners[at + k][offset]).ptr;
+            *end++ = ' ';
         }
-        pending_ += "-1";
+        *end++ = '-';
+        *end++ = '1';
+        pending_.append(face.data(), end);
         at += size;
         if (at < faces.Corners.size()) pending_ += ' ';
         if (pending_.size() > kPieceBytes) PutPending();

@@ -32,7 +32,8 @@ transposed), a <rotate> axis that is not of unit length (pycollada does not
 normalise it), a <unit> or <up_axis> in the <asset> of an element below the
 root (pycollada applies the document's own), <polygons> with holes (<ph> is
 dropped), a <triangles> or <lines> with several <p> (only the first is
-read), an instanced mesh or a primitive element that pycollada left out
+read), an <accessor> with an offset (read from the array's start), an
+instanced mesh or a primitive element that pycollada left out
 (with its load errors), an instance cycle, and a reference to another
 document.
 
@@ -130,6 +131,12 @@ def scene_survey(root):
 
     def check_geometry(geometry):
         for mesh in children(geometry, "mesh"):
+            for source in children(mesh, "source"):
+                for common in children(source, "technique_common"):
+                    for accessor in children(common, "accessor"):
+                        if (accessor.get("offset") or "0").strip() not in ("", "0"):
+                            raise Unavailable(f"<accessor> of source {source.get('id')!r} with an offset: "
+                                              "pycollada reads from the array's start")
             for primitive in mesh:
                 kind = local(primitive.tag)
                 if kind in PRIMITIVES:

@@ -16,7 +16,8 @@ Triangles are counted as pycollada makes them: <triangles> as written,
 one of fewer gives none), <tristrips> and <trifans> with each <p> one strip
 or fan (n - 2 each). <lines> count as lines, not triangles, and add their
 points to the box; pycollada cannot read <linestrips>. Skins and morphs
-(<instance_controller>) are not followed; they are counted apart.
+(<instance_controller>) are not followed, so a document that instances one
+has no reference.
 
 Before pycollada reads a document, what the numbers do not depend on is
 taken out (materials, effects, images, animations, cameras, lights,
@@ -32,8 +33,8 @@ transposed), a <rotate> axis that is not of unit length (pycollada does not
 normalise it), a <unit> or <up_axis> in the <asset> of an element below the
 root (pycollada applies the document's own), <polygons> with holes (<ph> is
 dropped), a <triangles> or <lines> with several <p> (only the first is
-read), an <accessor> with an offset (read from the array's start), an
-instanced mesh or a primitive element that pycollada left out
+read), an <accessor> with an offset (read from the array's start), a skin
+or morph (not followed), an instanced mesh or a primitive element that pycollada left out
 (with its load errors), an instance cycle, and a reference to another
 document.
 
@@ -284,6 +285,9 @@ def measure(path):
     if primitives != counts["primitives"]:
         raise Unavailable(f"pycollada read {primitives} of the {counts['primitives']} primitive elements "
                           "of the instanced meshes: " + ("; ".join(errors) or "no reason given"))
+    if counts["controllers"]:
+        raise Unavailable(f"{counts['controllers']} <instance_controller>: pycollada does not follow skins "
+                          "and morphs, which the scene draws")
     box = None
     if numpy.all(numpy.isfinite(low)) and numpy.all(numpy.isfinite(high)):
         box = {"min": [float(v) for v in low], "max": [float(v) for v in high]}

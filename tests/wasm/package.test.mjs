@@ -196,6 +196,20 @@ test("a faithful conversion turns TIFF images into PNGs: uncompressed, PackBits 
     }
 });
 
+// sin(45.2 degrees) lies almost halfway between two doubles; rounded the
+// other way than the native program rounds it, the composed rotations are
+// no longer exactly orthonormal and a scale of 0.99999999999999989 shows.
+test("rotations alone give a Transform without scale, as the native program writes it", () => {
+    const turned = triangle.replace("<node id=\"n\">", `<node id="turned"><rotate sid="rotateZ">0 0 1 0</rotate>
+        <rotate sid="rotateY">0 1 0 45.2</rotate><rotate sid="rotateX">1 0 0 -28.2</rotate>`);
+    const result = convert(turned, { faithful: true });
+    assert.equal(result.ok, true, JSON.stringify(result.diagnostics));
+    const transform = /<Transform DEF='turned'[^>]*>/.exec(result.x3d);
+    assert.ok(transform, "the node is a Transform");
+    assert.match(transform[0], / rotation='/);
+    assert.doesNotMatch(transform[0], / scale=/);
+});
+
 test("a faithful conversion of a document whose image is missing warns and still writes", () => {
     const result = convert(textured("gone.tga"), { faithful: true, files: {} });
     assert.equal(result.ok, true);

@@ -48,7 +48,11 @@ onmessage = async ({ data }) => {
         });
         const milliseconds = performance.now() - began;
         const transfer = [result.bytes?.buffer, ...result.images.map(image => image.data.buffer)].filter(Boolean);
-        postMessage({ type: "done", result: { ...result, x3d: null }, marks, milliseconds }, transfer);
+        // The bytes only: the page decodes the text itself, and result.x3d
+        // is not read here, so it is never decoded in the worker.
+        const { ok, status, bytes, diagnostics, images } = result;
+        postMessage({ type: "done", result: { ok, status, bytes, diagnostics, images, x3d: null }, marks, milliseconds },
+                    transfer);
     } catch (error) {
         postMessage({ type: "failed", message: String(error?.message ?? error) });
     }

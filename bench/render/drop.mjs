@@ -2,9 +2,10 @@
 // user drops them from a file manager, and checks what the page shows:
 // the document is converted in the page's worker, loads in X_ITE, every
 // texture loads from the dropped files, and the texture's colour is on the
-// canvas. bench/drop-check starts the page's server and runs this.
+// canvas (--red: the least share of clearly red pixels, 0.01 by default for
+// the red and white test images; 0 for a document with images of its own). bench/drop-check starts the page's server and runs this.
 //
-//   node bench/render/drop.mjs --base URL --out DIR [--browser PATH] [--size WxH] [--timeout S] CASE...
+//   node bench/render/drop.mjs --base URL --out DIR [--browser PATH] [--size WxH] [--timeout S] [--red SHARE] CASE...
 //
 // A CASE is MODE:NAME:FILE[,FILE...]: MODE "faithful" or "classic" (the
 // page's switch), NAME for messages and the PNG written to DIR/NAME.png, and
@@ -22,7 +23,7 @@ import { basename, join } from "node:path";
 const require = createRequire(new URL("../../viewer/package.json", import.meta.url));
 const puppeteer = require("puppeteer-core");
 
-const options = { browser: "/usr/bin/chromium-headless-shell", size: "640x480", timeout: "120" };
+const options = { browser: "/usr/bin/chromium-headless-shell", size: "640x480", timeout: "120", red: "0.01" };
 const cases = [];
 const argv = process.argv.slice(2);
 while (argv.length) {
@@ -34,11 +35,12 @@ while (argv.length) {
     }
 }
 if (!options.base || !options.out || cases.length === 0 || cases.some(c => !["faithful", "classic"].includes(c.mode))) {
-    console.error("usage: drop.mjs --base URL --out DIR [--browser PATH] [--size WxH] [--timeout S] MODE:NAME:FILE[,FILE...]...");
+    console.error("usage: drop.mjs --base URL --out DIR [--browser PATH] [--size WxH] [--timeout S] [--red SHARE] MODE:NAME:FILE[,FILE...]...");
     process.exit(2);
 }
 const [width, height] = options.size.split("x").map(Number);
 const timeout = Number(options.timeout) * 1000;
+const leastRed = Number(options.red);
 
 function withTimeout(promise, what) {
     let timer;
@@ -143,7 +145,7 @@ try {
             if (seen.textures.length === 0) problems.push("no ImageTexture in the scene");
             for (const texture of seen.textures)
                 if (texture.state !== "complete") problems.push(`texture ${texture.url.join(" ")}: ${texture.state}`);
-            if (seen.redShare < 0.01) problems.push(`the image's red covers ${(seen.redShare * 100).toFixed(2)}% of the canvas`);
+            if (seen.redShare < leastRed) problems.push(`the image's red covers ${(seen.redShare * 100).toFixed(2)}% of the canvas`);
             if (!seen.downloads.some(name => name.endsWith(".x3d"))) problems.push("no .x3d offered for download");
             for (const url of outside) problems.push(`asked away from 127.0.0.1: ${url}`);
             for (const error of errors) problems.push(`page error: ${error}`);

@@ -7,7 +7,7 @@ import { execFileSync, spawnSync } from "node:child_process";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync, existsSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
-import { inflateSync } from "node:zlib";
+import { deflateSync, inflateSync } from "node:zlib";
 import morvane from "morvane";
 import { convert } from "morvane";
 
@@ -123,11 +123,18 @@ test("a faithful conversion turns a TGA among the given files into a PNG the out
     assert.equal(result.images.length, 1, JSON.stringify(result.diagnostics));
     const [image] = result.images;
     assert.ok(result.x3d.includes(image.name), "the output names the image it made");
-    const png = Buffer.from(image.data);
+    const pixels = pixelsOf(image.data);
+    assert.deepEqual([pixels.width, pixels.height], [2, 1]);
+    assert.deepEqual(pixels.at(0, 0), [0, 0, 255]);
+    assert.deepEqual(pixels.at(1, 0), [255, 0, 0]);
+});
+
+// A PNG's size and its pixels' colours, whatever its chunks. Rows of one
+// or two pixels: each is a filter byte 0 and its pixels.
+function pixelsOf(data) {
+    const png = Buffer.from(data);
     assert.deepEqual([...png.subarray(0, 8)], [137, 80, 78, 71, 13, 10, 26, 10]);
-    assert.equal(png.readUInt32BE(16), 2);
-    assert.equal(png.readUInt32BE(20), 1);
-    // The pixels, whatever the chunks: each row is a filter byte and its pixels.
+    const width = png.readUInt32BE(16), height = png.readUInt32BE(20);
     const chunks = [];
     for (let at = 8; at < png.length;) {
         const length = png.readUInt32BE(at);
@@ -135,10 +142,72 @@ test("a faithful conversion turns a TGA among the given files into a PNG the out
         at += 12 + length;
     }
     const channels = png[25] === 6 ? 4 : 3;
-    const row = inflateSync(Buffer.concat(chunks));
-    assert.equal(row[0], 0, "no filter on a row of two pixels");
-    assert.deepEqual([...row.subarray(1, 4)], [0, 0, 255]);
-    assert.deepEqual([...row.subarray(1 + channels, 4 + channels)], [255, 0, 0]);
+    const rows = inflateSync(Buffer.concat(chunks));
+    const stride = 1 + width * channels;
+    for (let y = 0; y < height; y++) assert.equal(rows[y * stride], 0, "no filter on a row this short");
+    const at = (x, y) => [...rows.subarray(y * stride + 1 + x * channels, y * stride + 4 + x * channels)];
+    return { width, height, at };
+}
+
+// A 2 x 1 RGB TIFF, little-endian, 8 bits a sample, one strip: a dark green
+// pixel and a yellow one, stored as `compression` says.
+const tiffPixels = [0, 128, 0, 255, 255, 0];
+function tiff(compression, strip) {
+    const entries = [[256, 3, 1, 2], [257, 3, 1, 1], [258, 3, 3, 134], [259, 3, 1, compression], [262, 3, 1, 2],
+                     [273, 4, 1, 140], [277, 3, 1, 3], [278, 3, 1, 1], [279, 4, 1, strip.length], [284, 3, 1, 1]];
+    const file = Buffer.alloc(140 + strip.length);
+    file.write("II", 0, "latin1");
+    file.writeUInt16LE(42, 2);
+    file.writeUInt32LE(8, 4);
+    file.writeUInt16LE(entries.length, 8);
+    entries.forEach(([tag, type, count, value], i) => {
+        const at = 10 + 12 * i;
+        file.writeUInt16LE(tag, at);
+        file.writeUInt16LE(type, at + 2);
+        file.writeUInt32LE(count, at + 4);
+        if (type === 3 && count === 1) file.writeUInt16LE(value, at + 8);
+        else file.writeUInt32LE(value, at + 8);
+    });
+    // The IFD ends at 10 + 120 + 4 = 134: the three BitsPerSample, then the strip.
+    for (let i = 0; i < 3; i++) file.writeUInt16LE(8, 134 + 2 * i);
+    Buffer.from(strip).copy(file, 140);
+    return new Uint8Array(file);
+}
+
+test("a faithful conversion turns TIFF images into PNGs: uncompressed, PackBits and Deflate strips", () => {
+    const strips = {
+        none: [1, tiffPixels],
+        // One literal run: a count byte n, then n + 1 bytes as they are.
+        packbits: [32773, [5, ...tiffPixels]],
+        deflate: [8, deflateSync(Buffer.from(tiffPixels))],
+    };
+    for (const [name, [compression, strip]] of Object.entries(strips)) {
+        const result = convert(textured(`${name}.tif`), {
+            faithful: true,
+            location: "model.dae",
+            files: { [`${name}.tif`]: tiff(compression, strip) },
+        });
+        assert.equal(result.ok, true, name);
+        assert.equal(result.images.length, 1, `${name}: ${JSON.stringify(result.diagnostics)}`);
+        assert.ok(result.x3d.includes(result.images[0].name), `${name}: the output names the PNG`);
+        const pixels = pixelsOf(result.images[0].data);
+        assert.deepEqual([pixels.width, pixels.height], [2, 1], name);
+        assert.deepEqual([...pixels.at(0, 0), ...pixels.at(1, 0)], tiffPixels, name);
+    }
+});
+
+// sin(45.2 degrees) lies almost halfway between two doubles; rounded the
+// other way than the native program rounds it, the composed rotations are
+// no longer exactly orthonormal and a scale of 0.99999999999999989 shows.
+test("rotations alone give a Transform without scale, as the native program writes it", () => {
+    const turned = triangle.replace("<node id=\"n\">", `<node id="turned"><rotate sid="rotateZ">0 0 1 0</rotate>
+        <rotate sid="rotateY">0 1 0 45.2</rotate><rotate sid="rotateX">1 0 0 -28.2</rotate>`);
+    const result = convert(turned, { faithful: true });
+    assert.equal(result.ok, true, JSON.stringify(result.diagnostics));
+    const transform = /<Transform DEF='turned'[^>]*>/.exec(result.x3d);
+    assert.ok(transform, "the node is a Transform");
+    assert.match(transform[0], / rotation='/);
+    assert.doesNotMatch(transform[0], / scale=/);
 });
 
 test("a faithful conversion of a document whose image is missing warns and still writes", () => {

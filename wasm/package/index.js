@@ -174,14 +174,16 @@
                     images.push({ name: text(Module._mw_image_name(i)),
                                   data: copy(Module._mw_image_data(i), Module._mw_image_size(i)) });
                 }
-                return {
-                    ok,
-                    status: statusNames[status] ?? String(status),
-                    x3d: output && new TextDecoder().decode(output),
-                    bytes: output,
-                    diagnostics: found,
-                    images,
-                };
+                const result = { ok, status: statusNames[status] ?? String(status), bytes: output,
+                                 diagnostics: found, images };
+                // The text is decoded when first read: a caller that keeps
+                // the bytes (a worker, a file writer) does not pay for it.
+                let x3d;
+                Object.defineProperty(result, "x3d", {
+                    enumerable: true,
+                    get: () => (x3d ??= output && new TextDecoder().decode(output)),
+                });
+                return result;
             } finally {
                 Module.onProgress = null;
                 for (const pointer of pointers) Module._free(pointer);

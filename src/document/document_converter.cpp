@@ -87,6 +87,13 @@ void DocumentConverter::ConvertFaithful(const ConversionJob& job, OutputSink& ou
         settings.Location = job.Input.Name;
     }
     settings.Images = images;
+    // The document's URLs may name it by its own file name.
+    std::string_view name = settings.Location;
+    name = name.substr(0, name.find_first_of("?#"));
+    if (const std::size_t slash = name.find_last_of("/\\"); slash != std::string_view::npos) {
+        name.remove_prefix(slash + 1);
+    }
+    faithfulReader_.Tree().SetDocumentName(name);
     faithful::WriteScene(faithfulReader_.Tree(), settings, output, FaithfulOutputLimit(faithfulReader_.InputBytes()),
                          result.Warnings);
 }

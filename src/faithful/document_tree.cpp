@@ -101,7 +101,12 @@ std::vector<double> ParseNumbers(std::string_view text) {
 }
 
 const Element* DocumentTree::FindId(std::string_view id) const {
-    if (id.starts_with('#')) id.remove_prefix(1);
+    if (const std::size_t hash = id.find('#'); hash != std::string_view::npos) {
+        std::string_view document = id.substr(0, hash);
+        while (document.starts_with("./")) document.remove_prefix(2);
+        if (!document.empty() && (documentName_.empty() || document != documentName_)) return nullptr;
+        id.remove_prefix(hash + 1);
+    }
     const auto found = ids_.find(id);
     return found == ids_.end() ? nullptr : &elements_[found->second];
 }

@@ -50,8 +50,12 @@ public:
     const Element* At(std::uint32_t index) const { return index == kNoElement ? nullptr : &elements_[index]; }
 
     // The element whose id is `id`; a leading '#' is dropped. The first one
-    // in document order wins.
+    // in document order wins. A URL whose document part names this document
+    // ("self.dae#cube", "./self.dae#cube") finds it here too; one naming
+    // another document finds nothing.
     const Element* FindId(std::string_view id) const;
+    // The document's own file name, for the URLs that name it.
+    void SetDocumentName(std::string_view name) { documentName_ = name; }
 
     // Children in document order.
     const Element* FirstChild(const Element& parent) const { return At(parent.FirstChild); }
@@ -68,6 +72,7 @@ public:
 private:
     std::vector<Element> elements_;
     std::unordered_map<std::string_view, std::uint32_t> ids_;
+    std::string documentName_;
 };
 
 // The content handler that builds the tree. A document refused on the way

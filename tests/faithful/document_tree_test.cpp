@@ -48,5 +48,41 @@ TEST(DocumentTree, NumbersCutBetweenPiecesAreJoined) {
     EXPECT_EQ(array.Floats, (std::vector<float>{1.25f, -5.0f, 2.0f}));
 }
 
+class IdAttribute final : public AttributeList {
+public:
+    explicit IdAttribute(std::string_view id) : id_(id) {}
+    bool GetValueFromName(std::string_view name, std::string_view& value) const override {
+        if (name != "id") return false;
+        value = id_;
+        return true;
+    }
+
+private:
+    std::string_view id_;
+};
+
+TEST(DocumentTree, UrlsNamingThisDocumentFindItsElementsAndOthersFindNothing) {
+    DocumentTreeReader reader;
+    reader.startDocument();
+    reader.startElement("COLLADA", NoAttributes());
+    reader.startElement("geometry", IdAttribute("cube"));
+    reader.endElement("geometry");
+    reader.endElement("COLLADA");
+    reader.endDocument();
+    DocumentTree& tree = reader.Tree();
+    const Element* cube = tree.Child(*tree.Root(), "geometry");
+    ASSERT_NE(cube, nullptr);
+    EXPECT_EQ(tree.FindId("#cube"), cube);
+    EXPECT_EQ(tree.FindId("cube"), cube);
+    // Without a name of its own, a document part names another document.
+    EXPECT_EQ(tree.FindId("self.dae#cube"), nullptr);
+    tree.SetDocumentName("self.dae");
+    EXPECT_EQ(tree.FindId("self.dae#cube"), cube);
+    EXPECT_EQ(tree.FindId("./self.dae#cube"), cube);
+    EXPECT_EQ(tree.FindId("other.dae#cube"), nullptr);
+    EXPECT_EQ(tree.FindId("../self.dae#cube"), nullptr);
+    EXPECT_EQ(tree.FindId("self.dae#sphere"), nullptr);
+}
+
 }  // namespace
 }  // namespace morvane::faithful

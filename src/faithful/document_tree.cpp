@@ -28,7 +28,7 @@ constexpr std::string_view kKeptElements[] = {
     "constant_attenuation", "linear_attenuation", "quadratic_attenuation", "falloff_angle", "material",
     "instance_effect", "effect", "profile_COMMON", "newparam", "surface", "init_from", "sampler2D", "technique",
     "phong", "blinn", "lambert", "constant", "emission", "diffuse", "specular", "shininess", "transparent"};
-constexpr std::string_view kMoreKeptElements[] = {"transparency", "float", "texture", "image", "extra"};
+constexpr std::string_view kMoreKeptElements[] = {"transparency", "float", "texture", "image", "extra", "xmag", "ymag"};
 // double_sided is read from an effect's extra technique.
 constexpr std::string_view kDoubleSided = "double_sided";
 

@@ -283,10 +283,70 @@ void KeepValidFaces(Faces& faces, const std::vector<const Channel*>& channels) {
     faces.Sizes.resize(keptFaces);
 }
 
+constexpr double kRadiansPerDegree = std::numbers::pi / 180.0;
+
+// X3D's fieldOfView is the angle across the smaller side of the view. The
+// sides' angles are related by tan(xfov / 2) = aspect * tan(yfov / 2). With
+// both angles the aspect is theirs; with one angle and no aspect the view is
+// taken to be square. Degrees in, radians out; a value that is not positive
+// (or an angle not below 180) counts as missing; 0 for no usable angle.
+double PerspectiveFieldOfView(double xfov, double yfov, double aspect) {
+    const auto half = [](double degrees) {
+        return degrees > 0.0 && degrees < 180.0 ? std::tan(degrees * kRadiansPerDegree / 2.0) : 0.0;
+    };
+    double x = half(xfov);
+    double y = half(yfov);
+    if (!(aspect > 0.0) || !std::isfinite(aspect)) aspect = 1.0;
+    if (x == 0.0 && y == 0.0) return 0.0;
+    if (y == 0.0) y = x / aspect;
+    if (x == 0.0) x = y * aspect;
+    return 2.0 * std::atan(std::min(x, y));
+}
+
+// The half width and half height of an orthographic view: xmag and ymag,
+// the missing one from the other and the aspect (width over height), or
+// equal to the other without an aspect. Values that are not positive count
+// as missing; zeros when neither size is usable.
+std::array<double, 2> OrthographicHalfSize(double xmag, double ymag, double aspect) {
+    const auto usable = [](double value) { return value > 0.0 && std::isfinite(value); };
+    if (!usable(aspect)) aspect = 1.0;
+    if (!usable(xmag)) xmag = 0.0;
+    if (!usable(ymag)) ymag = 0.0;
+    if (xmag == 0.0) xmag = ymag * aspect;
+    if (ymag == 0.0) ymag = xmag / aspect;
+    return {xmag, ymag};
+}
+
 struct NodeMeasure {
     Box Bounds;  // in the frame of the node's parent
+    Box Eyes;    // where the cameras are, in the same frame
     bool HasShapes = false;
 };
+
+// The length unit and up axis that a part of the document is written in:
+// the nearest <asset> around it (its own included) that names each one.
+struct Frame {
+    double Meter = 1.0;
+    std::string_view UpAxis = "Y_UP";  // "X_UP", "Y_UP" or "Z_UP"
+
+    bool operator==(const Frame&) const = default;
+    auto operator<=>(const Frame&) const = default;
+};
+
+Matrix4 Transposed(const Matrix4& m) {
+    Matrix4 t;
+    for (int r = 0; r < 4; ++r) {
+        for (int c = 0; c < 4; ++c) t(r, c) = m(c, r);
+    }
+    return t;
+}
+
+// Carries points written in frame `inner` into frame `outer`. Up-axis turns
+// are whole quarter turns, so the turn part is exact.
+Matrix4 Between(const Frame& outer, const Frame& inner) {
+    const double ratio = inner.Meter / outer.Meter;
+    return Transposed(UpAxisMatrix(outer.UpAxis)) * UpAxisMatrix(inner.UpAxis) * ScaleMatrix(ratio, ratio, ratio);
+}
 
 class SceneWriter {
 public:
@@ -297,7 +357,9 @@ public:
 
 private:
     // Binding.
-    std::vector<const Element*> SceneNodes() const;
+    const Element* VisualScene() const;
+    Frame FrameOf(const Element& element, Frame outer);
+    Frame ApplyAsset(const Element& element, Frame frame);
     Matrix4 NodeMatrix(const Element& node) const;
     const Element* InstanceTarget(const Element& instance) const;
     const Element* ControllerGeometry(const Element* controller, Matrix4& bindShape) const;
@@ -308,8 +370,8 @@ private:
     }
 
     // Measuring: the world box and whether anything is drawn.
-    NodeMeasure MeasureNode(const Element& node, int depth);
-    void MeasureContents(const Element& holder, NodeMeasure& measure, int depth);
+    NodeMeasure MeasureNode(const Element& node, const Frame& outer, int depth);
+    void MeasureContents(const Element& holder, const Frame& frame, NodeMeasure& measure, int depth);
     void MeasureGeometry(const Element& geometry, const Matrix4& placement, NodeMeasure& measure);
 
     // Writing.
@@ -317,9 +379,11 @@ private:
     void PutPending();
     void Indent(int depth);
     void WriteHead();
-    void WriteViewpoints(const Box& world);
-    void WriteNode(const Element& node, int depth);
-    void WriteContents(const Element& holder, int depth);
+    void WriteViewpoints(const Box& world, const Box& eyes);
+    void WriteNode(const Element& node, const Frame& outer, int depth);
+    void WriteTransformFields(const TransformFields& fields);
+    void WriteContents(const Element& holder, const Frame& frame, int depth);
+    void WritePlacedGeometry(const Element& geometry, const Element* instance, const Matrix4& placement, int depth);
     void WriteGeometry(const Element& geometry, const Element* instance, int depth);
     void WritePrimitive(const Element& geometry, const Element& primitive, const Element* instance, int depth);
     void WriteAppearance(const Element* material, bool lines, int depth);
@@ -340,10 +404,12 @@ private:
     std::string pending_;
     DefNames names_;
 
-    std::unordered_map<const Element*, NodeMeasure> measured_;
+    std::unordered_map<const Element*, const Element*> assets_;
+    // A node is measured and written once for each frame it is placed in.
+    std::map<std::pair<const Element*, Frame>, NodeMeasure> measured_;
     std::unordered_map<const Element*, Box> sourceBoxes_;
     std::unordered_set<const Element*> open_;
-    std::unordered_map<const Element*, std::string> writtenNodes_;
+    std::map<std::pair<const Element*, Frame>, std::string> writtenNodes_;
     std::unordered_map<const Element*, std::string> writtenSources_;
     std::map<std::tuple<const Element*, std::size_t, bool>, std::string> writtenGeometry_;
     std::map<std::pair<const Element*, bool>, std::string> writtenAppearances_;
@@ -351,11 +417,14 @@ private:
     std::unordered_map<const Element*, std::string> imageUrls_;
     std::unordered_map<std::string, std::string> convertedFiles_;
     std::unordered_set<const Element*> warnedCycles_;
+    // Whether an orthographic camera is placed: OrthoViewpoint then needs
+    // a component beyond the profile.
+    bool orthographic_ = false;
 };
 
 // ---- binding ----
 
-std::vector<const Element*> SceneWriter::SceneNodes() const {
+const Element* SceneWriter::VisualScene() const {
     const Element& root = *tree_.Root();
     const Element* scene = nullptr;
     if (const Element* sceneElement = tree_.Child(root, "scene")) {
@@ -369,7 +438,33 @@ std::vector<const Element*> SceneWriter::SceneNodes() const {
             scene = tree_.Child(*library, "visual_scene");
         }
     }
-    return scene != nullptr ? tree_.Children(*scene, "node") : std::vector<const Element*>{};
+    return scene;
+}
+
+// The element's own <asset> overrides what it names of `frame`.
+Frame SceneWriter::ApplyAsset(const Element& element, Frame frame) {
+    auto [at, fresh] = assets_.try_emplace(&element, nullptr);
+    if (fresh) at->second = tree_.Child(element, "asset");
+    const Element* asset = at->second;
+    if (asset == nullptr) return frame;
+    if (const Element* unit = tree_.Child(*asset, "unit")) {
+        const std::vector<double> values = ParseNumbers(unit->Attribute("meter"));
+        if (!values.empty() && values[0] > 0.0 && std::isfinite(values[0])) frame.Meter = values[0];
+    }
+    if (const Element* up = tree_.Child(*asset, "up_axis")) {
+        const std::string_view text = Trim(up->Text);
+        frame.UpAxis = text == "Z_UP" ? "Z_UP" : text == "X_UP" ? "X_UP" : "Y_UP";
+    }
+    return frame;
+}
+
+// The frame of a node, visual scene or geometry placed where the frame is
+// `outer`: what it holds is written in the frame of the place that holds or
+// instances it, unless its own asset, or its library's, says otherwise.
+Frame SceneWriter::FrameOf(const Element& element, Frame outer) {
+    const Element* parent = tree_.Parent(element);
+    if (parent != nullptr && parent->Name.starts_with("library_")) outer = ApplyAsset(*parent, outer);
+    return ApplyAsset(element, outer);
 }
 
 Matrix4 SceneWriter::NodeMatrix(const Element& node) const {
@@ -444,21 +539,25 @@ const Element* SceneWriter::BoundMaterial(const Element* instance, std::string_v
 
 // ---- measuring ----
 
-NodeMeasure SceneWriter::MeasureNode(const Element& node, int depth) {
+NodeMeasure SceneWriter::MeasureNode(const Element& node, const Frame& outer, int depth) {
     if (depth > kMostTransformDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
-    if (const auto found = measured_.find(&node); found != measured_.end()) return found->second;
+    const auto key = std::make_pair(&node, outer);
+    if (const auto found = measured_.find(key); found != measured_.end()) return found->second;
     NodeMeasure inner;
     open_.insert(&node);
-    MeasureContents(node, inner, depth);
+    const Frame own = FrameOf(node, outer);
+    MeasureContents(node, own, inner, depth);
     open_.erase(&node);
     NodeMeasure placed;
     placed.HasShapes = inner.HasShapes;
-    placed.Bounds.AddPlaced(inner.Bounds, NodeMatrix(node));
-    measured_.emplace(&node, placed);
+    const Matrix4 placement = Between(outer, own) * NodeMatrix(node);
+    placed.Bounds.AddPlaced(inner.Bounds, placement);
+    placed.Eyes.AddPlaced(inner.Eyes, placement);
+    measured_.emplace(key, placed);
     return placed;
 }
 
-void SceneWriter::MeasureContents(const Element& holder, NodeMeasure& measure, int depth) {
+void SceneWriter::MeasureContents(const Element& holder, const Frame& frame, NodeMeasure& measure, int depth) {
     for (const Element* child = tree_.FirstChild(holder); child != nullptr; child = tree_.NextSibling(*child)) {
         const Element* target = nullptr;
         if (child->Name == "node") {
@@ -468,20 +567,30 @@ void SceneWriter::MeasureContents(const Element& holder, NodeMeasure& measure, i
             if (target == nullptr || target->Name != "node" || open_.contains(target)) continue;
         } else if (child->Name == "instance_geometry") {
             const Element* geometry = InstanceTarget(*child);
-            if (geometry != nullptr && geometry->Name == "geometry") MeasureGeometry(*geometry, Matrix4(), measure);
+            if (geometry != nullptr && geometry->Name == "geometry") {
+                MeasureGeometry(*geometry, Between(frame, FrameOf(*geometry, frame)), measure);
+            }
             continue;
         } else if (child->Name == "instance_controller") {
             Matrix4 bindShape;
             if (const Element* geometry = ControllerGeometry(InstanceTarget(*child), bindShape)) {
-                MeasureGeometry(*geometry, bindShape, measure);
+                MeasureGeometry(*geometry, Between(frame, FrameOf(*geometry, frame)) * bindShape, measure);
             }
+            continue;
+        } else if (child->Name == "instance_camera") {
+            const Element* camera = InstanceTarget(*child);
+            const Element* optics = camera != nullptr && camera->Name == "camera" ? tree_.Child(*camera, "optics") : nullptr;
+            const Element* common = optics != nullptr ? tree_.Child(*optics, "technique_common") : nullptr;
+            if (common != nullptr && tree_.Child(*common, "orthographic") != nullptr) orthographic_ = true;
+            if (camera != nullptr && camera->Name == "camera") measure.Eyes.Add(0, 0, 0);
             continue;
         } else {
             continue;
         }
-        const NodeMeasure inner = MeasureNode(*target, depth + 1);
+        const NodeMeasure inner = MeasureNode(*target, frame, depth + 1);
         measure.HasShapes = measure.HasShapes || inner.HasShapes;
         measure.Bounds.AddPlaced(inner.Bounds, Matrix4());
+        measure.Eyes.AddPlaced(inner.Eyes, Matrix4());
     }
 }
 
@@ -537,21 +646,23 @@ void AppendNumbersAttribute(std::string& out, std::string_view name, std::span<c
 }
 
 void SceneWriter::WriteHead() {
-    const Element* asset = tree_.Child(*tree_.Root(), "asset");
-    if (asset == nullptr) return;
     std::vector<std::pair<std::string_view, std::string_view>> entries;
-    for (const Element* contributor : tree_.Children(*asset, "contributor")) {
-        for (std::string_view name : {"author", "authoring_tool", "comments", "copyright", "source_data"}) {
-            const std::string_view text = Trim(tree_.TextAt(*contributor, {name}));
+    if (const Element* asset = tree_.Child(*tree_.Root(), "asset")) {
+        for (const Element* contributor : tree_.Children(*asset, "contributor")) {
+            for (std::string_view name : {"author", "authoring_tool", "comments", "copyright", "source_data"}) {
+                const std::string_view text = Trim(tree_.TextAt(*contributor, {name}));
+                if (!text.empty()) entries.emplace_back(name, text);
+            }
+        }
+        for (std::string_view name : {"title", "subject", "keywords", "created", "modified", "revision"}) {
+            const std::string_view text = Trim(tree_.TextAt(*asset, {name}));
             if (!text.empty()) entries.emplace_back(name, text);
         }
     }
-    for (std::string_view name : {"title", "subject", "keywords", "created", "modified", "revision"}) {
-        const std::string_view text = Trim(tree_.TextAt(*asset, {name}));
-        if (!text.empty()) entries.emplace_back(name, text);
-    }
-    if (entries.empty()) return;
+    if (entries.empty() && !orthographic_) return;
     pending_ += "<head>\n";
+    // The Immersive profile has Navigation up to level 2; OrthoViewpoint is level 3.
+    if (orthographic_) pending_ += "\t<component name='Navigation' level='3'/>\n";
     for (const auto& [name, text] : entries) {
         pending_ += "\t<meta";
         AppendAttribute(pending_, "name", name);
@@ -571,7 +682,53 @@ std::string OutputBaseName(std::string_view name) {
     return std::string(name);
 }
 
-void SceneWriter::WriteViewpoints(const Box& world) {
+// The automatic view listed first, and so bound at load: the front one,
+// unless the model seen from the front shows less than a tenth of its
+// largest side (a flat or long model seen edge-on or end-on); then the one
+// that faces its largest side, the side's view before the top's on a tie.
+// Sizes below a thousandth of the largest count as that much, so that a
+// line's views are told apart too.
+int FirstView(const double size[3]) {
+    const double largest = std::max({size[0], size[1], size[2]});
+    if (!(largest > 0.0) || !std::isfinite(largest)) return 0;
+    double s[3];
+    for (int i = 0; i < 3; ++i) s[i] = std::max(size[i], largest * 1e-3);
+    const double front = s[0] * s[1];
+    const double side = s[2] * s[1];
+    const double top = s[0] * s[2];
+    if (front >= 0.1 * std::max(side, top)) return 0;
+    return side >= top ? 1 : 2;
+}
+
+// Near and far planes scaled to the scene: browsers put the near plane at
+// half the avatar's width and the far one at the visibility limit, and
+// their defaults suit a scene of some tens of metres. The far limit is a
+// hundred times the diagonal of the model and the document's cameras; the
+// near plane a thousandth of the model's diagonal, raised if need be to keep
+// far over near within a million (the depth buffer's reach). The avatar
+// keeps its usual proportions. Nothing for a model without extent.
+void AppendViewLimits(std::string& out, const Box& model, const Box& eyes) {
+    if (model.Empty()) return;
+    Box all = model;
+    all.AddPlaced(eyes, Matrix4());
+    const auto diagonal = [](const Box& box) {
+        const double d[3] = {box.Hi[0] - box.Lo[0], box.Hi[1] - box.Lo[1], box.Hi[2] - box.Lo[2]};
+        return std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+    };
+    const double size = diagonal(model);
+    if (!(size > 0.0) || !std::isfinite(size)) return;
+    const double far = 100.0 * diagonal(all);
+    if (!std::isfinite(far)) return;
+    const double near = std::max(size / 1000.0, far / 1e6);
+    // The default avatar: 0.25 wide, 1.6 high, steps of 0.75.
+    const double avatar[3] = {2.0 * near, 2.0 * near * 6.4, 2.0 * near * 3.0};
+    AppendNumbersAttribute(out, "avatarSize", avatar);
+    out += " visibilityLimit='";
+    AppendNumber(out, far);
+    out += '\'';
+}
+
+void SceneWriter::WriteViewpoints(const Box& world, const Box& eyes) {
     double size[3] = {0, 0, 0};
     double centre[3] = {0, 0, 0};
     Box box = world;
@@ -590,7 +747,7 @@ void SceneWriter::WriteViewpoints(const Box& world) {
             AxisAngle Orientation;
         };
         const double quarter = std::numbers::pi / 2;
-        const View views[6] = {
+        View views[6] = {
             {"Front", centre[0], centre[1], box.Hi[2] + front, {0, 0, 1, 0}},
             {"Left", box.Hi[0] + side, centre[1], centre[2], {0, 1, 0, quarter}},
             {"Top", centre[0], box.Hi[1] + top, centre[2], {-1, 0, 0, quarter}},
@@ -598,6 +755,7 @@ void SceneWriter::WriteViewpoints(const Box& world) {
             {"Right", box.Lo[0] - side, centre[1], centre[2], {0, -1, 0, quarter}},
             {"Bottom", centre[0], box.Lo[1] - top, centre[2], {1, 0, 0, quarter}},
         };
+        std::rotate(views, views + FirstView(size), views + FirstView(size) + 1);
         const std::string base = OutputBaseName(settings_.OutputName);
         for (const View& view : views) {
             const std::string title = base + " " + view.Name;
@@ -619,36 +777,23 @@ void SceneWriter::WriteViewpoints(const Box& world) {
         pending_ += "\t<NavigationInfo type='";
         const std::string types[] = {"EXAMINE", "LOOKAT"};
         AppendMFString(pending_, types);
-        pending_ += "'/>\n";
+        pending_ += '\'';
+        AppendViewLimits(pending_, world, eyes);
+        pending_ += "/>\n";
     } else if (options_.AutoNavigation) {
         pending_ += "\t<NavigationInfo type='";
         const std::string types[] = {"WALK", "FLY", "EXAMINE", "LOOKAT"};
         AppendMFString(pending_, types);
         pending_ += "' speed='";
         AppendNumber(pending_, std::max({size[0], size[1], size[2]}) * 0.125);
-        pending_ += "'/>\n";
+        pending_ += '\'';
+        AppendViewLimits(pending_, world, eyes);
+        pending_ += "/>\n";
     }
     PutPending();
 }
 
-void SceneWriter::WriteNode(const Element& node, int depth) {
-    if (depth > kMostTransformDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
-    Indent(depth);
-    if (const auto found = writtenNodes_.find(&node); found != writtenNodes_.end()) {
-        pending_ += "<Transform";
-        AppendAttribute(pending_, "USE", found->second);
-        pending_ += "/>\n";
-        PutPending();
-        return;
-    }
-    pending_ += "<Transform";
-    std::string_view wanted = node.Attribute("id");
-    if (!wanted.empty()) {
-        const std::string name = names_.Give(wanted);
-        AppendAttribute(pending_, "DEF", name);
-        writtenNodes_.emplace(&node, name);
-    }
-    const TransformFields fields = Decompose(NodeMatrix(node));
+void SceneWriter::WriteTransformFields(const TransformFields& fields) {
     if (fields.Translation != std::array<double, 3>{0, 0, 0}) {
         AppendNumbersAttribute(pending_, "translation", fields.Translation);
     }
@@ -665,21 +810,46 @@ void SceneWriter::WriteNode(const Element& node, int depth) {
             pending_ += '\'';
         }
     }
+}
+
+// A node's own unit and up axis also apply to its transform elements: the
+// turn and scale between the frames come before (outside) the node's matrix.
+void SceneWriter::WriteNode(const Element& node, const Frame& outer, int depth) {
+    if (depth > kMostTransformDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
+    Indent(depth);
+    const auto key = std::make_pair(&node, outer);
+    if (const auto found = writtenNodes_.find(key); found != writtenNodes_.end()) {
+        pending_ += "<Transform";
+        AppendAttribute(pending_, "USE", found->second);
+        pending_ += "/>\n";
+        PutPending();
+        return;
+    }
+    pending_ += "<Transform";
+    std::string_view wanted = node.Attribute("id");
+    if (!wanted.empty()) {
+        const std::string name = names_.Give(wanted);
+        AppendAttribute(pending_, "DEF", name);
+        writtenNodes_.emplace(key, name);
+    }
+    const Frame own = FrameOf(node, outer);
+    const Matrix4 matrix = own == outer ? NodeMatrix(node) : Between(outer, own) * NodeMatrix(node);
+    WriteTransformFields(Decompose(matrix));
     pending_ += ">\n";
     PutPending();
     open_.insert(&node);
-    WriteContents(node, depth + 1);
+    WriteContents(node, own, depth + 1);
     open_.erase(&node);
     Indent(depth);
     pending_ += "</Transform>\n";
     PutPending();
 }
 
-void SceneWriter::WriteContents(const Element& holder, int depth) {
+void SceneWriter::WriteContents(const Element& holder, const Frame& frame, int depth) {
     for (const Element* child = tree_.FirstChild(holder); child != nullptr; child = tree_.NextSibling(*child)) {
         const std::string_view name = child->Name;
         if (name == "node") {
-            WriteNode(*child, depth);
+            WriteNode(*child, frame, depth);
         } else if (name == "instance_node") {
             const Element* target = InstanceTarget(*child);
             if (target == nullptr || target->Name != "node") continue;
@@ -690,36 +860,17 @@ void SceneWriter::WriteContents(const Element& holder, int depth) {
                 }
                 continue;
             }
-            WriteNode(*target, depth);
+            WriteNode(*target, frame, depth);
         } else if (name == "instance_geometry") {
             const Element* geometry = InstanceTarget(*child);
-            if (geometry != nullptr && geometry->Name == "geometry") WriteGeometry(*geometry, child, depth);
+            if (geometry != nullptr && geometry->Name == "geometry") {
+                WritePlacedGeometry(*geometry, child, Between(frame, FrameOf(*geometry, frame)), depth);
+            }
         } else if (name == "instance_controller") {
             Matrix4 bindShape;
             const Element* geometry = ControllerGeometry(InstanceTarget(*child), bindShape);
-            if (geometry == nullptr) continue;
-            const TransformFields fields = Decompose(bindShape);
-            const bool placed = fields.Translation != std::array<double, 3>{0, 0, 0} ||
-                                fields.Rotation.Angle != 0.0 || fields.Scale != std::array<double, 3>{1, 1, 1};
-            if (placed) {
-                if (depth + 1 > kMostTransformDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
-                Indent(depth);
-                pending_ += "<Transform";
-                AppendNumbersAttribute(pending_, "translation", fields.Translation);
-                pending_ += " rotation='";
-                AppendRotation(pending_, fields.Rotation);
-                pending_ += '\'';
-                AppendNumbersAttribute(pending_, "scale", fields.Scale);
-                pending_ += " scaleOrientation='";
-                AppendRotation(pending_, fields.ScaleOrientation);
-                pending_ += "'>\n";
-                PutPending();
-            }
-            WriteGeometry(*geometry, child, depth + (placed ? 1 : 0));
-            if (placed) {
-                Indent(depth);
-                pending_ += "</Transform>\n";
-                PutPending();
+            if (geometry != nullptr) {
+                WritePlacedGeometry(*geometry, child, Between(frame, FrameOf(*geometry, frame)) * bindShape, depth);
             }
         } else if (name == "instance_camera") {
             const Element* camera = InstanceTarget(*child);
@@ -729,6 +880,29 @@ void SceneWriter::WriteContents(const Element& holder, int depth) {
             if (light != nullptr && light->Name == "light") WriteLight(*light, depth);
         }
     }
+}
+
+// The shapes of a geometry inside a Transform of `placement`, or bare when it
+// places nothing.
+void SceneWriter::WritePlacedGeometry(const Element& geometry, const Element* instance, const Matrix4& placement,
+                                      int depth) {
+    const TransformFields fields = Decompose(placement);
+    const bool placed = fields.Translation != std::array<double, 3>{0, 0, 0} || fields.Rotation.Angle != 0.0 ||
+                        fields.Scale != std::array<double, 3>{1, 1, 1};
+    if (!placed) {
+        WriteGeometry(geometry, instance, depth);
+        return;
+    }
+    if (depth + 1 > kMostTransformDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
+    Indent(depth);
+    pending_ += "<Transform";
+    WriteTransformFields(fields);
+    pending_ += ">\n";
+    PutPending();
+    WriteGeometry(geometry, instance, depth + 1);
+    Indent(depth);
+    pending_ += "</Transform>\n";
+    PutPending();
 }
 
 void SceneWriter::WriteGeometry(const Element& geometry, const Element* instance, int depth) {
@@ -1027,19 +1201,31 @@ void SceneWriter::WriteCamera(const Element& camera, int depth) {
     const Element* optics = tree_.Child(camera, "optics");
     const Element* common = optics != nullptr ? tree_.Child(*optics, "technique_common") : nullptr;
     const Element* perspective = common != nullptr ? tree_.Child(*common, "perspective") : nullptr;
+    const Element* orthographic = common != nullptr ? tree_.Child(*common, "orthographic") : nullptr;
     Indent(depth);
-    pending_ += "<Viewpoint";
+    pending_ += orthographic != nullptr ? "<OrthoViewpoint" : "<Viewpoint";
     std::string title(camera.Attribute("name"));
     if (title.empty()) title = camera.Attribute("id");
     if (!title.empty()) AppendAttribute(pending_, "description", title);
     // A camera looks down its -Z axis with +Y up, as a Viewpoint does.
     pending_ += " position='0 0 0'";
-    if (perspective != nullptr) {
-        std::vector<double> fov = ParseNumbers(tree_.TextAt(*perspective, {"yfov"}));
-        if (fov.empty()) fov = ParseNumbers(tree_.TextAt(*perspective, {"xfov"}));
-        if (!fov.empty() && fov[0] > 0.0 && fov[0] < 180.0) {
+    const auto number = [&](const Element& optic, std::string_view name) {
+        const std::vector<double> values = ParseNumbers(tree_.TextAt(optic, {name}));
+        return values.empty() ? 0.0 : values[0];
+    };
+    if (orthographic != nullptr) {
+        const std::array<double, 2> half = OrthographicHalfSize(
+            number(*orthographic, "xmag"), number(*orthographic, "ymag"), number(*orthographic, "aspect_ratio"));
+        if (half[0] > 0.0 && half[1] > 0.0 && std::isfinite(half[0]) && std::isfinite(half[1])) {
+            const double area[4] = {-half[0], -half[1], half[0], half[1]};
+            AppendNumbersAttribute(pending_, "fieldOfView", area);
+        }
+    } else if (perspective != nullptr) {
+        const double fov = PerspectiveFieldOfView(number(*perspective, "xfov"), number(*perspective, "yfov"),
+                                                  number(*perspective, "aspect_ratio"));
+        if (fov > 0.0) {
             pending_ += " fieldOfView='";
-            AppendNumber(pending_, fov[0] * std::numbers::pi / 180.0);
+            AppendNumber(pending_, fov);
             pending_ += '\'';
         }
     }
@@ -1096,7 +1282,9 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
     if (root == nullptr || root->Name != "COLLADA") {
         throw ConversionError(ErrorKind::kNothingToConvert, "nothing to convert (not a COLLADA document)");
     }
-    const std::vector<const Element*> nodes = SceneNodes();
+    const Element* visualScene = VisualScene();
+    const std::vector<const Element*> nodes =
+        visualScene != nullptr ? tree_.Children(*visualScene, "node") : std::vector<const Element*>{};
     // Without a visual scene, every geometry of the document is shown once.
     std::vector<const Element*> loose;
     if (nodes.empty()) {
@@ -1105,26 +1293,21 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
         }
     }
 
-    // The scene is Y-up and in metres: one turn and one scale at the root.
-    const Element* asset = tree_.Child(*root, "asset");
-    std::string_view upAxis;
-    double meter = 1.0;
-    if (asset != nullptr) {
-        upAxis = Trim(tree_.TextAt(*asset, {"up_axis"}));
-        if (const Element* unit = tree_.Child(*asset, "unit")) {
-            const std::vector<double> values = ParseNumbers(unit->Attribute("meter"));
-            if (!values.empty() && values[0] > 0.0 && std::isfinite(values[0])) meter = values[0];
-        }
-    }
-    const Matrix4 rootMatrix = UpAxisMatrix(upAxis) * ScaleMatrix(meter, meter, meter);
+    // The scene is Y-up and in metres: one turn and one scale at the root,
+    // those of the visual scene (or of the document when there is none).
+    const Frame documentFrame = ApplyAsset(*root, Frame{});
+    const Frame rootFrame = visualScene != nullptr ? FrameOf(*visualScene, documentFrame) : documentFrame;
+    const double meter = rootFrame.Meter;
+    const Matrix4 rootMatrix = UpAxisMatrix(rootFrame.UpAxis) * ScaleMatrix(meter, meter, meter);
 
     NodeMeasure scene;
     for (const Element* node : nodes) {
-        const NodeMeasure inner = MeasureNode(*node, 1);
+        const NodeMeasure inner = MeasureNode(*node, rootFrame, 1);
         scene.HasShapes = scene.HasShapes || inner.HasShapes;
         scene.Bounds.AddPlaced(inner.Bounds, Matrix4());
+        scene.Eyes.AddPlaced(inner.Eyes, Matrix4());
     }
-    for (const Element* geometry : loose) MeasureGeometry(*geometry, Matrix4(), scene);
+    for (const Element* geometry : loose) MeasureGeometry(*geometry, Between(rootFrame, FrameOf(*geometry, rootFrame)), scene);
     if (!scene.HasShapes) {
         throw ConversionError(ErrorKind::kNothingToConvert,
                               options_.WritePolygons && options_.WriteLines
@@ -1133,6 +1316,8 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
     }
     Box world;
     world.AddPlaced(scene.Bounds, rootMatrix);
+    Box eyes;
+    eyes.AddPlaced(scene.Eyes, rootMatrix);
 
     sink.Begin();
     try {
@@ -1146,9 +1331,9 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
         if (options_.AutoBackground) {
             Put("\t<Background DEF='AutoBackground' skyColor='0.35 0.35 0.35' groundColor='0.3 0.3 0.3'/>\n");
         }
-        WriteViewpoints(world);
+        WriteViewpoints(world, eyes);
         pending_ += "\t<Transform";
-        const AxisAngle turn = UpAxisRotation(upAxis);
+        const AxisAngle turn = UpAxisRotation(rootFrame.UpAxis);
         if (turn.Angle != 0.0) {
             pending_ += " rotation='";
             AppendRotation(pending_, turn);
@@ -1160,8 +1345,10 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
         }
         pending_ += ">\n";
         PutPending();
-        for (const Element* node : nodes) WriteNode(*node, 2);
-        for (const Element* geometry : loose) WriteGeometry(*geometry, nullptr, 2);
+        for (const Element* node : nodes) WriteNode(*node, rootFrame, 2);
+        for (const Element* geometry : loose) {
+            WritePlacedGeometry(*geometry, nullptr, Between(rootFrame, FrameOf(*geometry, rootFrame)), 2);
+        }
         Put("\t</Transform>\n</Scene>\n</X3D>\n");
         out.Flush();
         out_ = nullptr;

@@ -153,6 +153,145 @@ TEST(FaithfulOutput, UpAxisAndUnitAreOneTurnAndOneScaleAtTheRoot) {
     EXPECT_NE(plain.Text.find("\t<Transform>\n"), std::string::npos);
 }
 
+// The descriptions of the Viewpoints, in the order written.
+std::vector<std::string> ViewOrder(const std::string& text) {
+    std::vector<std::string> order;
+    for (std::size_t at = text.find("<Viewpoint "); at != std::string::npos; at = text.find("<Viewpoint ", at + 1)) {
+        order.push_back(AttributeNear(text.substr(at), "<Viewpoint ", "description"));
+    }
+    return order;
+}
+
+TEST(FaithfulViews, TheFirstViewFacesTheModelsLargestSide) {
+    // Y-up, the triangle lies flat: x 0..1, z 0..2, no height. From the
+    // front it shows 1 x 0.002 (heights below a thousandth of 2 count as
+    // 0.002), from above 1 x 2: the top view comes first.
+    const std::vector<std::string> flat = {"model Top View",  "model Front View", "model Left View",
+                                           "model Back View", "model Right View", "model Bottom View"};
+    EXPECT_EQ(ViewOrder(Convert(Document(kTriangle)).Text), flat);
+    // Z-up, it stands facing the front: x 0..1, y 0..2.
+    const std::vector<std::string> standing = {"model Front View", "model Left View",  "model Top View",
+                                               "model Back View",  "model Right View", "model Bottom View"};
+    EXPECT_EQ(ViewOrder(Convert(Document(kTriangle, "<up_axis>Z_UP</up_axis>")).Text), standing);
+    // Squeezed to a line along z: side and top show 0.002 x 2 alike, front
+    // 0.002 x 0.002; the side view wins the tie.
+    const std::vector<std::string> line = {"model Left View",  "model Front View", "model Top View",
+                                           "model Back View",  "model Right View", "model Bottom View"};
+    EXPECT_EQ(ViewOrder(Convert(Document("<node><scale>0.001 1 1</scale>" + kTriangle + "</node>")).Text), line);
+}
+
+TEST(FaithfulViews, NearAndFarPlanesFollowTheScenesSize) {
+    // The triangle scaled to x 0..30, z 0..40: a diagonal of 50. Far: 100 x
+    // 50; near: 50 / 1000, half the avatar's width (0.1, then 6.4 and 3
+    // times that).
+    const std::string big = "<node><scale>30 1 20</scale>" + kTriangle + "</node>";
+    const Outcome alone = Convert(Document(big));
+    EXPECT_EQ(AttributeNear(alone.Text, "<NavigationInfo", "avatarSize"), "0.1 0.64 0.3");
+    EXPECT_EQ(AttributeNear(alone.Text, "<NavigationInfo", "visibilityLimit"), "5000");
+    // A camera at (600 0 -760) widens the box to 600 x 800: a diagonal of
+    // 1000 and a far limit of 1e5, which raises the near plane to 1e5 / 1e6.
+    const Outcome watched = Convert(Document(big + R"(<node><translate>600 0 -760</translate>
+        <instance_camera url="#cam"/></node>)", "", R"(<library_cameras><camera id="cam"><optics><technique_common>
+        <perspective><yfov>30</yfov></perspective></technique_common></optics></camera></library_cameras>)"));
+    EXPECT_EQ(AttributeNear(watched.Text, "<NavigationInfo", "avatarSize"), "0.2 1.28 0.6");
+    EXPECT_EQ(AttributeNear(watched.Text, "<NavigationInfo", "visibilityLimit"), "100000");
+    // The walking navigation gets them too.
+    ConversionOptions walk;
+    walk.ExamineNavigation = false;
+    EXPECT_EQ(AttributeNear(Convert(Document(big), walk).Text, "<NavigationInfo", "visibilityLimit"), "5000");
+}
+
+// A document whose visual scene places `camera` (optics' technique_common
+// content) under a node, beside the triangle.
+std::string WithCamera(const std::string& optics) {
+    return Document("<node>" + kTriangle + R"(</node><node><instance_camera url="#cam"/></node>)", "",
+                    R"(<library_cameras><camera id="cam" name="Lens"><optics><technique_common>)" + optics +
+                        "</technique_common></optics></camera></library_cameras>");
+}
+
+TEST(FaithfulCameras, OrthographicCamerasAreOrthoViewpoints) {
+    // Half width 100 and an aspect of 5: half height 20.
+    const Outcome wide = Convert(WithCamera("<orthographic><xmag>100</xmag><aspect_ratio>5</aspect_ratio>"
+                                            "<znear>0.1</znear><zfar>5000</zfar></orthographic>"));
+    EXPECT_NE(wide.Text.find("<OrthoViewpoint description='Lens' position='0 0 0' fieldOfView='-100 -20 100 20'/>"),
+              std::string::npos);
+    // The profile's Navigation level does not have it: the head asks for more.
+    EXPECT_NE(wide.Text.find("<head>\n\t<component name='Navigation' level='3'/>\n</head>\n<Scene>"),
+              std::string::npos);
+    EXPECT_EQ(test::XmlErrors(wide.Text), "");
+    // ymag alone: a square view.
+    const Outcome square = Convert(WithCamera("<orthographic><ymag>50</ymag></orthographic>"));
+    EXPECT_EQ(AttributeNear(square.Text, "<OrthoViewpoint", "fieldOfView"), "-50 -50 50 50");
+    // A perspective camera is a Viewpoint, and needs no component.
+    const Outcome lens = Convert(WithCamera("<perspective><yfov>20</yfov><aspect_ratio>5</aspect_ratio></perspective>"));
+    EXPECT_EQ(lens.Text.find("<component"), std::string::npos);
+    EXPECT_EQ(lens.Text.find("<OrthoViewpoint"), std::string::npos);
+}
+
+TEST(FaithfulCameras, FieldOfViewIsTheAngleAcrossTheSmallerSide) {
+    const auto fov = [](const std::string& perspective) {
+        return AttributeNear(Convert(WithCamera("<perspective>" + perspective + "</perspective>")).Text,
+                             "description='Lens'", "fieldOfView");
+    };
+    // Wider than high: the height's angle, 20 degrees.
+    EXPECT_EQ(fov("<yfov>20</yfov><aspect_ratio>5</aspect_ratio>"), "0.3490659");
+    // 90 degrees across, twice as wide as high: tan(h / 2) = tan(45) / 2,
+    // h = 2 atan(0.5).
+    EXPECT_EQ(fov("<xfov>90</xfov><aspect_ratio>2</aspect_ratio>"), "0.9272952");
+    // Higher than wide: the width's angle, from the same tangents.
+    EXPECT_EQ(fov("<yfov>90</yfov><aspect_ratio>0.5</aspect_ratio>"), "0.9272952");
+    // Both angles: the smaller; one angle alone: a square view.
+    EXPECT_EQ(fov("<xfov>90</xfov><yfov>60</yfov>"), "1.047198");
+    EXPECT_EQ(fov("<xfov>60</xfov>"), "1.047198");
+}
+
+// The triangle again as geometry "tri2", with `asset` in its own <asset>.
+std::string TriangleWithAsset(const std::string& asset) {
+    return R"(<library_geometries><geometry id="tri2"><asset>)" + asset + R"(</asset><mesh>
+ <source id="tri2-pos"><float_array id="tri2-pos-array" count="9">0 0 0 1 0 0 0 0 2</float_array>
+  <technique_common><accessor source="#tri2-pos-array" count="3" stride="3">
+   <param name="X"/><param name="Y"/><param name="Z"/></accessor></technique_common></source>
+ <vertices id="tri2-vtx"><input semantic="POSITION" source="#tri2-pos"/></vertices>
+ <triangles count="1"><input semantic="VERTEX" source="#tri2-vtx" offset="0"/><p>0 1 2</p></triangles>
+</mesh></geometry></library_geometries>)";
+}
+
+TEST(FaithfulFrames, ALocalUnitOrUpAxisAppliesToWhatItsElementHolds) {
+    const std::string centimetres = R"(<unit meter="0.01"/>)";
+    // A node in units of 10 m inside a document in centimetres: a scale of
+    // 1000 outside its own translation, which moves 5, -2 and -10 cm.
+    const Outcome unit = Convert(Document(R"(<node id="n"><asset><unit meter="10"/></asset>
+        <translate>0.05 -0.02 -0.1</translate>)" + kTriangle + "</node>", centimetres));
+    EXPECT_EQ(AttributeNear(unit.Text, "DEF='n'", "translation"), "50 -20 -100");
+    EXPECT_EQ(AttributeNear(unit.Text, "DEF='n'", "scale"), "1000 1000 1000");
+    EXPECT_EQ(AttributeNear(unit.Text, "DEF='n'", "rotation"), "");
+    // The geometry it instances has no asset of its own: it is in the node's
+    // units, with nothing between them.
+    EXPECT_NE(unit.Text.find("scale='1000 1000 1000'>\n\t\t\t<Shape>"), std::string::npos);
+    // A Z-up node in a Y-up document: its (x y z) is the document's
+    // (x z -y), a quarter turn backwards about X.
+    const Outcome up = Convert(Document(R"(<node id="n"><asset><up_axis>Z_UP</up_axis></asset>
+        <translate>50 100 -20</translate>)" + kTriangle + "</node>", "<up_axis>Y_UP</up_axis>"));
+    EXPECT_EQ(AttributeNear(up.Text, "DEF='n'", "translation"), "50 -20 -100");
+    EXPECT_EQ(AttributeNear(up.Text, "DEF='n'", "rotation"), "-1 0 0 1.570796");
+    // Its contents keep their own frame: a child node without an asset is
+    // placed as written.
+    const Outcome nested = Convert(Document(R"(<node id="n"><asset><up_axis>Z_UP</up_axis></asset>
+        <node id="child"><translate>1 2 3</translate>)" + kTriangle + "</node></node>"));
+    EXPECT_EQ(AttributeNear(nested.Text, "DEF='child'", "translation"), "1 2 3");
+    EXPECT_EQ(AttributeNear(nested.Text, "DEF='child'", "rotation"), "");
+    // A geometry in millimetres inside a document in centimetres: a tenth.
+    const Outcome geometry = Convert(Document(R"(<node id="n"><instance_geometry url="#tri2"/></node>)", centimetres,
+                                              TriangleWithAsset(R"(<unit meter="0.001"/>)")));
+    EXPECT_NE(geometry.Text.find("<Transform DEF='n'>\n\t\t\t<Transform scale='0.1 0.1 0.1'>\n\t\t\t\t<Shape>"),
+              std::string::npos);
+    // A visual scene's unit replaces the document's at the root.
+    std::string inches = Document(kTriangle, centimetres);
+    inches.replace(inches.find("<visual_scene id=\"scene\">"), 25,
+                   R"(<visual_scene id="scene"><asset><unit meter="0.0254"/></asset>)");
+    EXPECT_NE(Convert(inches).Text.find("\t<Transform scale='0.0254 0.0254 0.0254'>\n"), std::string::npos);
+}
+
 TEST(FaithfulOpacity, EachModeCombinesColourAndTransparency) {
     const Rgba half{0.2, 0.4, 0.6, 0.5};
     EXPECT_DOUBLE_EQ(Opacity(half, "A_ONE", 0.8), 0.4);
@@ -410,7 +549,7 @@ TEST(FaithfulOutput, ClassicOptionsKeepTheirMeaning) {
     const Outcome outcome = Convert(Document(kTriangle), options);
     EXPECT_EQ(outcome.Text.find("<Viewpoint"), std::string::npos);
     EXPECT_EQ(outcome.Text.find("<Background"), std::string::npos);
-    EXPECT_NE(outcome.Text.find("<NavigationInfo type='\"WALK\" \"FLY\" \"EXAMINE\" \"LOOKAT\"' speed='0.25'/>"),
+    EXPECT_NE(outcome.Text.find("<NavigationInfo type='\"WALK\" \"FLY\" \"EXAMINE\" \"LOOKAT\"' speed='0.25' "),
               std::string::npos);
     EXPECT_NE(outcome.Text.find("creaseAngle='1.570796'"), std::string::npos);
     options.WritePolygons = false;

@@ -701,12 +701,15 @@ int FirstView(const double size[3]) {
 }
 
 // Near and far planes scaled to the scene: browsers put the near plane at
-// half the avatar's width and the far one at the visibility limit, and
-// their defaults suit a scene of some tens of metres. The far limit is a
-// hundred times the diagonal of the model and the document's cameras; the
-// near plane a thousandth of the model's diagonal, raised if need be to keep
-// far over near within a million (the depth buffer's reach). The avatar
-// keeps its usual proportions. Nothing for a model without extent.
+// half the avatar's width and the far one at the visibility limit. The far
+// limit is a hundred times the diagonal of the model and the document's
+// cameras. The default avatar (a near plane at 0.125, eyes at 1.6) suits a
+// model of a metre or more, walked through at a person's height, and is
+// kept there; a smaller model gets a near plane of a tenth of its
+// diagonal, so that the views of it, about one and a half sizes away, and
+// closer looks stay clear of it. The near plane is raised if need be to keep
+// far over near within a million (the depth buffer's reach); a scaled
+// avatar keeps the usual proportions. Nothing for a model without extent.
 void AppendViewLimits(std::string& out, const Box& model, const Box& eyes) {
     if (model.Empty()) return;
     Box all = model;
@@ -719,10 +722,13 @@ void AppendViewLimits(std::string& out, const Box& model, const Box& eyes) {
     if (!(size > 0.0) || !std::isfinite(size)) return;
     const double far = 100.0 * diagonal(all);
     if (!std::isfinite(far)) return;
-    const double near = std::max(size / 1000.0, far / 1e6);
-    // The default avatar: 0.25 wide, 1.6 high, steps of 0.75.
-    const double avatar[3] = {2.0 * near, 2.0 * near * 6.4, 2.0 * near * 3.0};
-    AppendNumbersAttribute(out, "avatarSize", avatar);
+    constexpr double kDefaultNear = 0.125;
+    const double near = std::max(std::min(kDefaultNear, size / 10.0), far / 1e6);
+    if (near != kDefaultNear) {
+        // The default avatar: 0.25 wide, 1.6 high, steps of 0.75.
+        const double avatar[3] = {2.0 * near, 2.0 * near * 6.4, 2.0 * near * 3.0};
+        AppendNumbersAttribute(out, "avatarSize", avatar);
+    }
     out += " visibilityLimit='";
     AppendNumber(out, far);
     out += '\'';

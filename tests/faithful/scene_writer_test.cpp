@@ -182,23 +182,29 @@ TEST(FaithfulViews, TheFirstViewFacesTheModelsLargestSide) {
 
 TEST(FaithfulViews, NearAndFarPlanesFollowTheScenesSize) {
     // The triangle scaled to x 0..30, z 0..40: a diagonal of 50. Far: 100 x
-    // 50; near: 50 / 1000, half the avatar's width (0.1, then 6.4 and 3
-    // times that).
+    // 50; the default avatar (near plane 0.125) suits it and is not written.
     const std::string big = "<node><scale>30 1 20</scale>" + kTriangle + "</node>";
     const Outcome alone = Convert(Document(big));
-    EXPECT_EQ(AttributeNear(alone.Text, "<NavigationInfo", "avatarSize"), "0.1 0.64 0.3");
+    EXPECT_EQ(AttributeNear(alone.Text, "<NavigationInfo", "avatarSize"), "");
     EXPECT_EQ(AttributeNear(alone.Text, "<NavigationInfo", "visibilityLimit"), "5000");
-    // A camera at (600 0 -760) widens the box to 600 x 800: a diagonal of
-    // 1000 and a far limit of 1e5, which raises the near plane to 1e5 / 1e6.
-    const Outcome watched = Convert(Document(big + R"(<node><translate>600 0 -760</translate>
+    // A camera at (6000 0 -7960) widens the box to 6000 x 8000: a diagonal of
+    // 10000 and a far limit of 1e6, which raises the near plane to 1e6 / 1e6,
+    // half the avatar's width (2, then 6.4 and 3 times that).
+    const Outcome watched = Convert(Document(big + R"(<node><translate>6000 0 -7960</translate>
         <instance_camera url="#cam"/></node>)", "", R"(<library_cameras><camera id="cam"><optics><technique_common>
         <perspective><yfov>30</yfov></perspective></technique_common></optics></camera></library_cameras>)"));
-    EXPECT_EQ(AttributeNear(watched.Text, "<NavigationInfo", "avatarSize"), "0.2 1.28 0.6");
-    EXPECT_EQ(AttributeNear(watched.Text, "<NavigationInfo", "visibilityLimit"), "100000");
+    EXPECT_EQ(AttributeNear(watched.Text, "<NavigationInfo", "avatarSize"), "2 12.8 6");
+    EXPECT_EQ(AttributeNear(watched.Text, "<NavigationInfo", "visibilityLimit"), "1000000");
+    // Scaled to x 0..0.3, z 0..0.4: a diagonal of 0.5, a near plane of 0.05
+    // and a far limit of 50.
+    const std::string small = "<node><scale>0.3 1 0.2</scale>" + kTriangle + "</node>";
+    EXPECT_EQ(AttributeNear(Convert(Document(small)).Text, "<NavigationInfo", "avatarSize"), "0.1 0.64 0.3");
     // The walking navigation gets them too.
     ConversionOptions walk;
     walk.ExamineNavigation = false;
-    EXPECT_EQ(AttributeNear(Convert(Document(big), walk).Text, "<NavigationInfo", "visibilityLimit"), "5000");
+    const Outcome walked = Convert(Document(small), walk);
+    EXPECT_EQ(AttributeNear(walked.Text, "<NavigationInfo", "avatarSize"), "0.1 0.64 0.3");
+    EXPECT_EQ(AttributeNear(walked.Text, "<NavigationInfo", "visibilityLimit"), "50");
 }
 
 // A document whose visual scene places `camera` (optics' technique_common

@@ -330,7 +330,11 @@ struct Frame {
     std::string_view UpAxis = "Y_UP";  // "X_UP", "Y_UP" or "Z_UP"
 
     bool operator==(const Frame&) const = default;
-    auto operator<=>(const Frame&) const = default;
+    // An order for maps (spelled out: not every standard library orders
+    // string_view through <=>).
+    bool operator<(const Frame& other) const {
+        return Meter != other.Meter ? Meter < other.Meter : UpAxis < other.UpAxis;
+    }
 };
 
 Matrix4 Transposed(const Matrix4& m) {

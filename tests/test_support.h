@@ -20,6 +20,17 @@
 
 namespace morvane::test {
 
+// One triangle in node b inside node a, and an empty node c beside a.
+inline constexpr const char* kNestedTriangle =
+    "<COLLADA><library_geometries><geometry id='g'><mesh>"
+    "<source id='pos'><float_array id='pos-array'>0 0 0 1 0 0 0 1 0</float_array></source>"
+    "<vertices id='v'><input semantic='POSITION' source='#pos'/></vertices>"
+    "<triangles count='1'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>"
+    "</mesh></geometry></library_geometries>"
+    "<library_visual_scenes><visual_scene>"
+    "<node id='a'><node id='b'><instance_geometry url='#g'/></node></node><node id='c'/>"
+    "</visual_scene></library_visual_scenes></COLLADA>";
+
 // Parses `xml` into `converter` (startDocument to endDocument, so the
 // converter's Write runs at the end, to its Output). Gives
 // why the document was refused, or nothing when it was read to its end.

@@ -21,6 +21,7 @@
 // "notFound", the URLs the page asked for and the server did not have.
 
 import { createRequire } from "node:module";
+import { isLocal, withTimeout as withDeadline } from "./common.mjs";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
@@ -103,22 +104,7 @@ async function measure(tolerance) {
     return { png: shown.png, shapes: shapes.length, drawnShare: changed / count, textures, geometry };
 }
 
-function withTimeout(promise, what) {
-    let timer;
-    return Promise.race([
-        promise,
-        new Promise((_, reject) => { timer = setTimeout(() => reject(new Error(`${what}: no answer in ${timeout / 1000} s`)), timeout); }),
-    ]).finally(() => clearTimeout(timer));
-}
-
-function isLocal(url) {
-    if (/^(data|blob|about):/.test(url)) return true;
-    try {
-        return new URL(url).hostname === "127.0.0.1";
-    } catch {
-        return false;
-    }
-}
+const withTimeout = (promise, what) => withDeadline(promise, what, timeout);
 
 async function check(browser, file) {
     const result = { name: file.name, source: file.source, url: file.url, loaded: false, error: null,

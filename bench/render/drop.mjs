@@ -16,6 +16,7 @@
 // page asks nothing of any machine but 127.0.0.1 (and the browser could
 // not reach one: it resolves no other host name). Exit status 1 when a check fails.
 import { createRequire } from "node:module";
+import { isLocal, withTimeout as withDeadline } from "./common.mjs";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { basename, join } from "node:path";
@@ -42,22 +43,7 @@ const [width, height] = options.size.split("x").map(Number);
 const timeout = Number(options.timeout) * 1000;
 const leastRed = Number(options.red);
 
-function withTimeout(promise, what) {
-    let timer;
-    return Promise.race([
-        promise,
-        new Promise((_, reject) => { timer = setTimeout(() => reject(new Error(`${what}: no answer in ${timeout / 1000} s`)), timeout); }),
-    ]).finally(() => clearTimeout(timer));
-}
-
-function isLocal(url) {
-    if (/^(data|blob|about):/.test(url)) return true;
-    try {
-        return new URL(url).hostname === "127.0.0.1";
-    } catch {
-        return false;
-    }
-}
+const withTimeout = (promise, what) => withDeadline(promise, what, timeout);
 
 // In the page: builds the dropped files and fires the drop on the page.
 function drop(files, faithful) {

@@ -10,15 +10,7 @@
 namespace morvane {
 namespace {
 
-const char* const kDocument =
-    "<COLLADA><library_geometries><geometry id='g'><mesh>"
-    "<source id='pos'><float_array id='pos-array'>0 0 0 1 0 0 0 1 0</float_array></source>"
-    "<vertices id='v'><input semantic='POSITION' source='#pos'/></vertices>"
-    "<triangles count='1'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>"
-    "</mesh></geometry></library_geometries>"
-    "<library_visual_scenes><visual_scene>"
-    "<node id='a'><node id='b'><instance_geometry url='#g'/></node></node><node id='c'/>"
-    "</visual_scene></library_visual_scenes></COLLADA>";
+const char* const kDocument = test::kNestedTriangle;
 
 std::string Marks(bool smooth) {
     X3dConverter converter;

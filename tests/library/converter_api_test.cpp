@@ -24,16 +24,7 @@ extern "C" void __lsan_enable() __attribute__((weak));
 
 namespace {
 
-// One triangle in b inside a, and an empty node c beside a.
-const char* const kDocument =
-    "<COLLADA><library_geometries><geometry id='g'><mesh>"
-    "<source id='pos'><float_array id='pos-array'>0 0 0 1 0 0 0 1 0</float_array></source>"
-    "<vertices id='v'><input semantic='POSITION' source='#pos'/></vertices>"
-    "<triangles count='1'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>"
-    "</mesh></geometry></library_geometries>"
-    "<library_visual_scenes><visual_scene>"
-    "<node id='a'><node id='b'><instance_geometry url='#g'/></node></node><node id='c'/>"
-    "</visual_scene></library_visual_scenes></COLLADA>";
+const char* const kDocument = morvane::test::kNestedTriangle;
 
 std::string Cube() {
     return morvane::test::ReadFile(std::filesystem::path(MORVANE_SOURCE_DIR) / "examples" / "cube.dae");

@@ -28,14 +28,15 @@ constexpr std::string_view kKeptElements[] = {
     "constant_attenuation", "linear_attenuation", "quadratic_attenuation", "falloff_angle", "material",
     "instance_effect", "effect", "profile_COMMON", "newparam", "surface", "init_from", "sampler2D", "technique",
     "phong", "blinn", "lambert", "constant", "emission", "diffuse", "specular", "shininess", "transparent"};
-constexpr std::string_view kMoreKeptElements[] = {"transparency", "float", "texture", "image", "extra", "xmag", "ymag"};
+constexpr std::string_view kMoreKeptElements[] = {"transparency", "float", "texture", "image",      "extra",
+                                                 "xmag",         "ymag",  "targets", "IDREF_array"};
 // double_sided is read from an effect's extra technique.
 constexpr std::string_view kDoubleSided = "double_sided";
 
 constexpr std::string_view kKeptAttributes[] = {
     "id",     "name",     "sid",      "url",      "source",         "target",    "symbol",   "material",
     "semantic", "offset", "set",      "count",    "stride",         "texture",   "texcoord", "opaque",
-    "profile", "type",    "input_semantic", "input_set", "meter", "ref"};
+    "profile", "type",    "input_semantic", "input_set", "meter", "ref", "method"};
 
 bool IsKept(std::string_view name) {
     if (name == kDoubleSided) return true;

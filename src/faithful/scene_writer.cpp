@@ -74,6 +74,9 @@ struct Box {
 // Data[Offset + i * Stride + Fields[f]].
 struct Accessor {
     const Element* Source = nullptr;
+    // The outermost morph whose blend of shapes the values are, when they
+    // are one; its controller names them.
+    const Element* Morph = nullptr;
     const std::vector<float>* Data = nullptr;
     std::size_t Count = 0;
     std::size_t Stride = 1;
@@ -366,7 +369,10 @@ private:
     Frame ApplyAsset(const Element& element, Frame frame);
     Matrix4 NodeMatrix(const Element& node) const;
     const Element* InstanceTarget(const Element& instance) const;
-    const Element* ControllerGeometry(const Element* controller, Matrix4& bindShape) const;
+    const Element* ControllerGeometry(const Element* controller, Matrix4& bindShape,
+                                      std::vector<const Element*>* morphs = nullptr) const;
+    void ApplyMorphs(const Element* instance, Inputs& inputs);
+    void BlendMorph(const Element& morph, std::vector<float>& blend) const;
     const Element* BoundMaterial(const Element* instance, std::string_view symbol) const;
     bool PrimitiveWanted(const Element& primitive) const {
         return (IsFacePrimitive(primitive.Name) && options_.WritePolygons) ||
@@ -376,7 +382,8 @@ private:
     // Measuring: the world box and whether anything is drawn.
     NodeMeasure MeasureNode(const Element& node, const Frame& outer, int depth);
     void MeasureContents(const Element& holder, const Frame& frame, NodeMeasure& measure, int depth);
-    void MeasureGeometry(const Element& geometry, const Matrix4& placement, NodeMeasure& measure);
+    void MeasureGeometry(const Element& geometry, const Element* instance, const Matrix4& placement,
+                         NodeMeasure& measure);
 
     // Writing.
     void Put(std::string_view text);
@@ -411,11 +418,13 @@ private:
     std::unordered_map<const Element*, const Element*> assets_;
     // A node is measured and written once for each frame it is placed in.
     std::map<std::pair<const Element*, Frame>, NodeMeasure> measured_;
-    std::unordered_map<const Element*, Box> sourceBoxes_;
+    // Keyed by source and morph.
+    std::map<std::pair<const Element*, const Element*>, Box> sourceBoxes_;
+    std::map<std::pair<const Element*, const Element*>, std::vector<float>> morphed_;
     std::unordered_set<const Element*> open_;
     std::map<std::pair<const Element*, Frame>, std::string> writtenNodes_;
-    std::unordered_map<const Element*, std::string> writtenSources_;
-    std::map<std::tuple<const Element*, std::size_t, bool>, std::string> writtenGeometry_;
+    std::map<std::pair<const Element*, const Element*>, std::string> writtenSources_;
+    std::map<std::tuple<const Element*, std::size_t, bool, const Element*>, std::string> writtenGeometry_;
     std::map<std::pair<const Element*, bool>, std::string> writtenAppearances_;
     std::unordered_map<const Element*, EffectLook> looks_;
     std::unordered_map<const Element*, std::string> imageUrls_;
@@ -502,8 +511,9 @@ const Element* SceneWriter::InstanceTarget(const Element& instance) const {
 }
 
 // The geometry a controller deforms, through morphs and skins, with the
-// bind shape matrices met on the way.
-const Element* SceneWriter::ControllerGeometry(const Element* controller, Matrix4& bindShape) const {
+// bind shape matrices and (outermost first) the morphs met on the way.
+const Element* SceneWriter::ControllerGeometry(const Element* controller, Matrix4& bindShape,
+                                               std::vector<const Element*>* morphs) const {
     for (int step = 0; step < 16 && controller != nullptr; ++step) {
         if (controller->Name == "geometry") return controller;
         if (controller->Name != "controller") return nullptr;
@@ -515,12 +525,85 @@ const Element* SceneWriter::ControllerGeometry(const Element* controller, Matrix
             }
             controller = tree_.FindId(skin->Attribute("source"));
         } else if (morph != nullptr) {
+            if (morphs != nullptr) morphs->push_back(morph);
             controller = tree_.FindId(morph->Attribute("source"));
         } else {
             return nullptr;
         }
     }
     return nullptr;
+}
+
+// The positions of a geometry that morphs blend with their targets, as the
+// instance shows them: from the innermost morph out, each one's base shape
+// plus each target's weighted difference from it (NORMALIZED), or plus each
+// weighted target (RELATIVE, whose targets are offsets). Where a target has
+// fewer points than the base, or none, the base's points stay as they are.
+void SceneWriter::ApplyMorphs(const Element* instance, Inputs& inputs) {
+    if (instance == nullptr || instance->Name != "instance_controller" || !inputs.Position) return;
+    Matrix4 ignored;
+    std::vector<const Element*> morphs;
+    ControllerGeometry(InstanceTarget(*instance), ignored, &morphs);
+    if (morphs.empty()) return;
+    Accessor& positions = inputs.Position->Values;
+    auto [at, fresh] = morphed_.try_emplace(std::make_pair(positions.Source, morphs.front()));
+    std::vector<float>& blend = at->second;
+    if (fresh) {
+        blend.resize(positions.Count * 3);
+        for (std::size_t i = 0; i < positions.Count; ++i) {
+            for (std::size_t f = 0; f < 3; ++f) blend[i * 3 + f] = static_cast<float>(positions.Value(i, f));
+        }
+        for (auto morph = morphs.rbegin(); morph != morphs.rend(); ++morph) BlendMorph(**morph, blend);
+    }
+    positions.Data = &blend;
+    positions.Offset = 0;
+    positions.Stride = 3;
+    positions.Fields = {0, 1, 2};
+    positions.Morph = morphs.front();
+}
+
+void SceneWriter::BlendMorph(const Element& morph, std::vector<float>& blend) const {
+    const Element* targets = tree_.Child(morph, "targets");
+    if (targets == nullptr) return;
+    std::vector<std::string_view> names;
+    Accessor weights;
+    for (const Element* input : tree_.Children(*targets, "input")) {
+        const Element* source = tree_.FindId(input->Attribute("source"));
+        if (input->Attribute("semantic") == "MORPH_WEIGHT") {
+            if (!ReadAccessor(tree_, source, weights)) weights = Accessor();
+        } else if (input->Attribute("semantic") == "MORPH_TARGET" && source != nullptr) {
+            std::string_view list = tree_.TextAt(*source, {"IDREF_array"});
+            for (std::size_t start = list.find_first_not_of(" \t\r\n"); start != std::string_view::npos;
+                 start = list.find_first_not_of(" \t\r\n", start)) {
+                const std::size_t end = std::min(list.find_first_of(" \t\r\n", start), list.size());
+                names.push_back(list.substr(start, end - start));
+                start = end;
+            }
+        }
+    }
+    const bool relative = Trim(morph.Attribute("method")) == "RELATIVE";
+    const std::vector<float> base = blend;
+    const std::size_t points = base.size() / 3;
+    for (std::size_t t = 0; t < names.size() && t < weights.Count; ++t) {
+        const double weight = weights.Value(t, 0);
+        const Element* target = tree_.FindId(names[t]);
+        const Element* mesh = target != nullptr && target->Name == "geometry" ? tree_.Child(*target, "mesh") : nullptr;
+        const Element* vertices = mesh != nullptr ? tree_.Child(*mesh, "vertices") : nullptr;
+        if (vertices == nullptr || weight == 0.0) continue;
+        Accessor shape;
+        for (const Element* input : tree_.Children(*vertices, "input")) {
+            if (input->Attribute("semantic") == "POSITION") {
+                ReadAccessor(tree_, tree_.FindId(input->Attribute("source")), shape);
+                break;
+            }
+        }
+        for (std::size_t i = 0; i < std::min(shape.Count, points); ++i) {
+            for (std::size_t f = 0; f < 3; ++f) {
+                const double offset = relative ? shape.Value(i, f) : shape.Value(i, f) - base[i * 3 + f];
+                blend[i * 3 + f] = static_cast<float>(blend[i * 3 + f] + weight * offset);
+            }
+        }
+    }
 }
 
 const Element* SceneWriter::BoundMaterial(const Element* instance, std::string_view symbol) const {
@@ -572,13 +655,13 @@ void SceneWriter::MeasureContents(const Element& holder, const Frame& frame, Nod
         } else if (child->Name == "instance_geometry") {
             const Element* geometry = InstanceTarget(*child);
             if (geometry != nullptr && geometry->Name == "geometry") {
-                MeasureGeometry(*geometry, Between(frame, FrameOf(*geometry, frame)), measure);
+                MeasureGeometry(*geometry, child, Between(frame, FrameOf(*geometry, frame)), measure);
             }
             continue;
         } else if (child->Name == "instance_controller") {
             Matrix4 bindShape;
             if (const Element* geometry = ControllerGeometry(InstanceTarget(*child), bindShape)) {
-                MeasureGeometry(*geometry, Between(frame, FrameOf(*geometry, frame)) * bindShape, measure);
+                MeasureGeometry(*geometry, child, Between(frame, FrameOf(*geometry, frame)) * bindShape, measure);
             }
             continue;
         } else if (child->Name == "instance_camera") {
@@ -598,21 +681,23 @@ void SceneWriter::MeasureContents(const Element& holder, const Frame& frame, Nod
     }
 }
 
-void SceneWriter::MeasureGeometry(const Element& geometry, const Matrix4& placement, NodeMeasure& measure) {
+void SceneWriter::MeasureGeometry(const Element& geometry, const Element* instance, const Matrix4& placement,
+                                  NodeMeasure& measure) {
     const Element* mesh = tree_.Child(geometry, "mesh");
     if (mesh == nullptr) return;
     for (const Element* primitive = tree_.FirstChild(*mesh); primitive != nullptr;
          primitive = tree_.NextSibling(*primitive)) {
         if (!PrimitiveWanted(*primitive)) continue;
-        const Inputs inputs = ReadInputs(tree_, *primitive);
+        Inputs inputs = ReadInputs(tree_, *primitive);
         if (!inputs.Position) continue;
+        ApplyMorphs(instance, inputs);
         Faces faces;
         CollectFaces(tree_, *primitive, inputs.Stride, faces);
         KeepValidFaces(faces, {&*inputs.Position});
         if (faces.Sizes.empty()) continue;
         measure.HasShapes = true;
         const Accessor& points = inputs.Position->Values;
-        auto [at, fresh] = sourceBoxes_.try_emplace(points.Source);
+        auto [at, fresh] = sourceBoxes_.try_emplace(std::make_pair(points.Source, points.Morph));
         if (fresh) {
             for (std::size_t i = 0; i < points.Count; ++i) {
                 at->second.Add(points.Value(i, 0), points.Value(i, 1), points.Value(i, 2));
@@ -932,8 +1017,9 @@ const EffectLook& SceneWriter::LookOf(const Element* material) {
 
 void SceneWriter::WritePrimitive(const Element& geometry, const Element& primitive, const Element* instance,
                                  int depth) {
-    const Inputs inputs = ReadInputs(tree_, primitive);
+    Inputs inputs = ReadInputs(tree_, primitive);
     if (!inputs.Position) return;
+    ApplyMorphs(instance, inputs);
     const Element* material = BoundMaterial(instance, primitive.Attribute("material"));
     const EffectLook& look = LookOf(material);
     const bool lines = IsLinePrimitive(primitive.Name);
@@ -984,7 +1070,7 @@ void SceneWriter::WritePrimitive(const Element& geometry, const Element& primiti
     WriteAppearance(material, lines, depth + 1);
 
     const bool solid = !look.DoubleSided;
-    const auto key = std::make_tuple(&primitive, texCoordChoice, solid);
+    const auto key = std::make_tuple(&primitive, texCoordChoice, solid, inputs.Position->Values.Morph);
     const std::string_view node = lines ? "IndexedLineSet" : "IndexedFaceSet";
     Indent(depth + 1);
     if (const auto found = writtenGeometry_.find(key); found != writtenGeometry_.end()) {
@@ -1060,7 +1146,8 @@ void SceneWriter::WriteData(std::string_view node, std::string_view field, const
     Indent(depth);
     pending_ += '<';
     pending_ += node;
-    if (const auto found = writtenSources_.find(values.Source); found != writtenSources_.end()) {
+    const auto key = std::make_pair(values.Source, values.Morph);
+    if (const auto found = writtenSources_.find(key); found != writtenSources_.end()) {
         AppendAttribute(pending_, "USE", found->second);
         pending_ += "/>\n";
         PutPending();
@@ -1068,8 +1155,12 @@ void SceneWriter::WriteData(std::string_view node, std::string_view field, const
     }
     std::string wanted(values.Source->Attribute("id"));
     if (wanted.empty()) wanted = node;
+    if (const Element* controller = values.Morph != nullptr ? tree_.Parent(*values.Morph) : nullptr) {
+        wanted += '-';
+        wanted += controller->Attribute("id");
+    }
     const std::string name = names_.Give(wanted);
-    writtenSources_.emplace(values.Source, name);
+    writtenSources_.emplace(key, name);
     AppendAttribute(pending_, "DEF", name);
     pending_ += ' ';
     pending_ += field;
@@ -1317,7 +1408,7 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
         scene.Bounds.AddPlaced(inner.Bounds, Matrix4());
         scene.Eyes.AddPlaced(inner.Eyes, Matrix4());
     }
-    for (const Element* geometry : loose) MeasureGeometry(*geometry, Between(rootFrame, FrameOf(*geometry, rootFrame)), scene);
+    for (const Element* geometry : loose) MeasureGeometry(*geometry, nullptr, Between(rootFrame, FrameOf(*geometry, rootFrame)), scene);
     if (!scene.HasShapes) {
         throw ConversionError(ErrorKind::kNothingToConvert,
                               options_.WritePolygons && options_.WriteLines

@@ -415,6 +415,52 @@ TEST(FaithfulGeometry, StripsFansAndPolygonsBecomeFaces) {
               "nothing to convert (its primitives are left out by -sy or -sl)");
 }
 
+// A geometry "id" of one triangle, its points `points`.
+std::string Triangle(const std::string& id, const std::string& points) {
+    return "<geometry id=\"" + id + "\"><mesh><source id=\"" + id + "-pos\"><float_array id=\"" + id +
+           "-a\" count=\"9\">" + points + "</float_array><technique_common><accessor source=\"#" + id +
+           "-a\" count=\"3\" stride=\"3\"><param name=\"X\" type=\"float\"/><param name=\"Y\" type=\"float\"/>"
+           "<param name=\"Z\" type=\"float\"/></accessor></technique_common></source><vertices id=\"" + id +
+           "-v\"><input semantic=\"POSITION\" source=\"#" + id + "-pos\"/></vertices><triangles count=\"1\">"
+           "<input semantic=\"VERTEX\" source=\"#" + id + "-v\" offset=\"0\"/><p>0 1 2</p></triangles></mesh></geometry>";
+}
+
+// A morph of `base` with one target and its weight.
+std::string Morph(const std::string& id, const std::string& base, const std::string& method,
+                  const std::string& target, const std::string& weight) {
+    return "<controller id=\"" + id + "\"><morph source=\"#" + base + "\"" + method + "><source id=\"" + id +
+           "-t\"><IDREF_array id=\"" + id + "-ta\" count=\"1\"> " + target + " </IDREF_array></source><source id=\"" +
+           id + "-w\"><float_array id=\"" + id + "-wa\" count=\"1\">" + weight +
+           "</float_array><technique_common><accessor source=\"#" + id +
+           "-wa\" count=\"1\"><param name=\"MORPH_WEIGHT\" type=\"float\"/></accessor></technique_common></source>"
+           "<targets><input semantic=\"MORPH_TARGET\" source=\"#" + id + "-t\"/><input semantic=\"MORPH_WEIGHT\" "
+           "source=\"#" + id + "-w\"/></targets></morph></controller>";
+}
+
+TEST(FaithfulGeometry, MorphsShowTheirWeightedBlend) {
+    // m1 (normalized): tri + 0.5 (t1 - tri) moves the first point from
+    // (0 0 0) halfway to (0 2 0). m2 (relative) on m1: + 0.25 t2 moves the
+    // second point from (1 0 0) by a quarter of (2 0 0). The plain
+    // instance keeps the base shape, and the box takes in the blend.
+    const std::string libraries = "<library_geometries>" + Triangle("t1", "0 2 0 1 0 0 0 0 2") +
+                                  Triangle("t2", "0 0 0 2 0 0 0 0 0") +
+                                  "</library_geometries><library_controllers>" +
+                                  Morph("m1", "tri", "", "t1", "0.5") +
+                                  Morph("m2", "m1", " method=\"RELATIVE\"", "t2", "0.25") +
+                                  "</library_controllers>";
+    const Outcome outcome =
+        Convert(Document(R"(<node id="a"><instance_controller url="#m2"/></node><node id="b">)" + kTriangle +
+                             "</node>",
+                         "", libraries));
+    ASSERT_EQ(outcome.Refusal, "");
+    EXPECT_EQ(AttributeNear(outcome.Text, "DEF='tri-pos-m2'", "point"), "0 1 0 1.5 0 0 0 0 2");
+    EXPECT_EQ(AttributeNear(outcome.Text, "DEF='tri-pos'", "point"), "0 0 0 1 0 0 0 0 2");
+    // Two shapes of their own: the morphed one does not USE the plain one.
+    EXPECT_EQ(outcome.Text.find("<IndexedFaceSet USE="), std::string::npos);
+    // The box runs from (0 0 0) to (1.5 1 2).
+    EXPECT_EQ(AttributeNear(outcome.Text, "description='model Front View'", "centerOfRotation"), "0.75 0.5 1");
+}
+
 TEST(FaithfulGeometry, TexCoordSetIsTheOneTheMaterialBinds) {
     // Two sets, interleaved at offsets 1 and 2; the texture asks for "UV",
     // which bind_vertex_input maps to set 1: the indices at offset 2.

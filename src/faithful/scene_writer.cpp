@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <map>
 #include <numbers>
@@ -394,7 +395,7 @@ private:
     void WriteNode(const Element& node, const Frame& outer, int depth);
     void WriteTransformFields(const TransformFields& fields);
     void WriteContents(const Element& holder, const Frame& frame, int depth);
-    void WritePlacedGeometry(const Element& geometry, const Element* instance, const Matrix4& placement, int depth);
+    void WritePlaced(const Matrix4& placement, int depth, const std::function<void(int)>& write);
     void WriteGeometry(const Element& geometry, const Element* instance, int depth);
     void WritePrimitive(const Element& geometry, const Element& primitive, const Element* instance, int depth);
     void WriteAppearance(const Element* material, bool lines, int depth);
@@ -959,33 +960,38 @@ void SceneWriter::WriteContents(const Element& holder, const Frame& frame, int d
         } else if (name == "instance_geometry") {
             const Element* geometry = InstanceTarget(*child);
             if (geometry != nullptr && geometry->Name == "geometry") {
-                WritePlacedGeometry(*geometry, child, Between(frame, FrameOf(*geometry, frame)), depth);
+                WritePlaced(Between(frame, FrameOf(*geometry, frame)), depth,
+                            [&](int at) { WriteGeometry(*geometry, child, at); });
             }
         } else if (name == "instance_controller") {
             Matrix4 bindShape;
             const Element* geometry = ControllerGeometry(InstanceTarget(*child), bindShape);
             if (geometry != nullptr) {
-                WritePlacedGeometry(*geometry, child, Between(frame, FrameOf(*geometry, frame)) * bindShape, depth);
+                WritePlaced(Between(frame, FrameOf(*geometry, frame)) * bindShape, depth,
+                            [&](int at) { WriteGeometry(*geometry, child, at); });
             }
         } else if (name == "instance_camera") {
             const Element* camera = InstanceTarget(*child);
-            if (camera != nullptr && camera->Name == "camera") WriteCamera(*camera, depth);
+            if (camera != nullptr && camera->Name == "camera") {
+                WritePlaced(Between(frame, FrameOf(*camera, frame)), depth, [&](int at) { WriteCamera(*camera, at); });
+            }
         } else if (name == "instance_light") {
             const Element* light = InstanceTarget(*child);
-            if (light != nullptr && light->Name == "light") WriteLight(*light, depth);
+            if (light != nullptr && light->Name == "light") {
+                WritePlaced(Between(frame, FrameOf(*light, frame)), depth, [&](int at) { WriteLight(*light, at); });
+            }
         }
     }
 }
 
-// The shapes of a geometry inside a Transform of `placement`, or bare when it
-// places nothing.
-void SceneWriter::WritePlacedGeometry(const Element& geometry, const Element* instance, const Matrix4& placement,
-                                      int depth) {
+// What `write` writes at a depth, inside a Transform of `placement`, or bare
+// when it places nothing.
+void SceneWriter::WritePlaced(const Matrix4& placement, int depth, const std::function<void(int)>& write) {
     const TransformFields fields = Decompose(placement);
     const bool placed = fields.Translation != std::array<double, 3>{0, 0, 0} || fields.Rotation.Angle != 0.0 ||
                         fields.Scale != std::array<double, 3>{1, 1, 1};
     if (!placed) {
-        WriteGeometry(geometry, instance, depth);
+        write(depth);
         return;
     }
     if (depth + 1 > kMostTransformDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
@@ -994,7 +1000,7 @@ void SceneWriter::WritePlacedGeometry(const Element& geometry, const Element* in
     WriteTransformFields(fields);
     pending_ += ">\n";
     PutPending();
-    WriteGeometry(geometry, instance, depth + 1);
+    write(depth + 1);
     Indent(depth);
     pending_ += "</Transform>\n";
     PutPending();
@@ -1448,7 +1454,8 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
         PutPending();
         for (const Element* node : nodes) WriteNode(*node, rootFrame, 2);
         for (const Element* geometry : loose) {
-            WritePlacedGeometry(*geometry, nullptr, Between(rootFrame, FrameOf(*geometry, rootFrame)), 2);
+            WritePlaced(Between(rootFrame, FrameOf(*geometry, rootFrame)), 2,
+                        [&](int at) { WriteGeometry(*geometry, nullptr, at); });
         }
         Put("\t</Transform>\n</Scene>\n</X3D>\n");
         out.Flush();

@@ -291,6 +291,20 @@ TEST(FaithfulFrames, ALocalUnitOrUpAxisAppliesToWhatItsElementHolds) {
                                               TriangleWithAsset(R"(<unit meter="0.001"/>)")));
     EXPECT_NE(geometry.Text.find("<Transform DEF='n'>\n\t\t\t<Transform scale='0.1 0.1 0.1'>\n\t\t\t\t<Shape>"),
               std::string::npos);
+    // A camera in centimetres and Z-up: its view is turned and scaled like
+    // the contents of a node of that frame; so is a light's.
+    const Outcome camera = Convert(Document(R"(<node><instance_camera url="#c"/><instance_light url="#l"/></node><node>)" +
+                                                kTriangle + "</node>",
+                                            "",
+                                            R"(<library_cameras><camera id="c"><asset><unit meter="0.01"/>
+        <up_axis>Z_UP</up_axis></asset><optics><technique_common><orthographic><ymag>50</ymag></orthographic>
+        </technique_common></optics></camera></library_cameras><library_lights><asset><up_axis>Z_UP</up_axis></asset>
+        <light id="l"><technique_common><directional/></technique_common></light></library_lights>)"));
+    EXPECT_NE(camera.Text.find("\t\t\t<Transform rotation='-1 0 0 1.570796' scale='0.01 0.01 0.01'>\n"
+                               "\t\t\t\t<OrthoViewpoint description='c' position='0 0 0' fieldOfView='-50 -50 50 50'/>"),
+              std::string::npos);
+    EXPECT_NE(camera.Text.find("\t\t\t<Transform rotation='-1 0 0 1.570796'>\n\t\t\t\t<DirectionalLight"),
+              std::string::npos);
     // A visual scene's unit replaces the document's at the root.
     std::string inches = Document(kTriangle, centimetres);
     inches.replace(inches.find("<visual_scene id=\"scene\">"), 25,

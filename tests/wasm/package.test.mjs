@@ -7,6 +7,7 @@ import assert from "node:assert/strict";
 import { execFileSync, spawnSync } from "node:child_process";
 import { existsSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
+import { createRequire } from "node:module";
 import { dirname, join } from "node:path";
 import { deflateRawSync, deflateSync, inflateSync } from "node:zlib";
 import morvane from "morvane";
@@ -299,52 +300,12 @@ test("the morvane command writes the images beside the output, never over a file
 
 // --- archives --------------------------------------------------------------
 
-const crcTable = Array.from({ length: 256 }, (_, n) => {
-    for (let k = 0; k < 8; k++) n = n & 1 ? 0xedb88320 ^ (n >>> 1) : n >>> 1;
-    return n >>> 0;
-});
-function crc32(bytes) {
-    let crc = 0xffffffff;
-    for (const byte of bytes) crc = crcTable[(crc ^ byte) & 0xff] ^ (crc >>> 8);
-    return (crc ^ 0xffffffff) >>> 0;
-}
-
-// A zip archive of { name: text or bytes }, in that order, each entry
-// deflated; the smallest that zip readers take: local headers, the central
-// directory and its end, no time stamps.
-function zipOf(files) {
-    const locals = [], centrals = [];
-    let offset = 0;
-    for (const [name, content] of Object.entries(files)) {
-        const data = Buffer.from(content);
-        const packed = deflateRawSync(data);
-        const nameBytes = Buffer.from(name);
-        const common = Buffer.alloc(26);
-        common.writeUInt16LE(20, 0);             // version needed
-        common.writeUInt16LE(8, 4);              // deflate
-        common.writeUInt32LE(crc32(data), 10);
-        common.writeUInt32LE(packed.length, 14);
-        common.writeUInt32LE(data.length, 18);
-        common.writeUInt16LE(nameBytes.length, 22);
-        const local = Buffer.concat([Buffer.from([0x50, 0x4b, 3, 4]), common, nameBytes, packed]);
-        const central = Buffer.alloc(46);
-        central.writeUInt32LE(0x02014b50, 0);
-        central.writeUInt16LE(20, 4);            // made by
-        common.copy(central, 6);
-        central.writeUInt32LE(offset, 42);
-        centrals.push(central, nameBytes);
-        locals.push(local);
-        offset += local.length;
-    }
-    const directory = Buffer.concat(centrals);
-    const end = Buffer.alloc(22);
-    end.writeUInt32LE(0x06054b50, 0);
-    end.writeUInt16LE(locals.length, 8);
-    end.writeUInt16LE(locals.length, 10);
-    end.writeUInt32LE(directory.length, 12);
-    end.writeUInt32LE(offset, 16);
-    return new Uint8Array(Buffer.concat([...locals, directory, end]));
-}
+// Archives are made by the page's zip writer (viewer/zip.js, beside this
+// file), which tests/wasm/page.test.mjs checks against another reader.
+const { zip, crc32 } = createRequire(import.meta.url)("./zip.js");
+const zipOf = files => zip(Object.entries(files).map(([name, content]) =>
+    ({ name, bytes: typeof content === "string" ? new TextEncoder().encode(content) : content })),
+    { deflate: bytes => deflateRawSync(bytes) });
 
 // A 1 x 1 PNG of one red pixel: the bytes an archive holds and a browser
 // decodes, so they are handed over as they are.
@@ -369,10 +330,10 @@ const kml = `<?xml version="1.0" encoding="UTF-8"?>
 </Model></Placemark></kml>
 `;
 // The document the KML names is in models/, its TGA below it.
-const kmz = zipOf({ "doc.kml": kml, "models/tri.dae": textured("textures/two.tga"), "models/textures/two.tga": tga });
+const kmz = await zipOf({ "doc.kml": kml, "models/tri.dae": textured("textures/two.tga"), "models/textures/two.tga": tga });
 // Another document comes first in the archive; the manifest names the one
 // to convert, whose image lies in a folder beside its own.
-const zae = zipOf({
+const zae = await zipOf({
     "first.dae": "<COLLADA><asset/></COLLADA>",
     "manifest.xml": "<?xml version=\"1.0\"?>\n<dae_root>scene/tri.dae</dae_root>\n",
     "scene/tri.dae": textured("../maps/red.png"),

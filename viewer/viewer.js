@@ -283,7 +283,11 @@ async function convertAndShow(browser, files, documentPath, others) {
             else resolve(data);
         };
         worker.onerror = event => resolve({ type: "failed", message: event.message || "the converter stopped" });
-        worker.postMessage({ document: documentBytes, location: documentPath, files: contents, faithful });
+        // An archive's images are inside it: the converter is not given
+        // the archive a second time among the files.
+        const given = archive ? Object.fromEntries(Object.entries(contents).filter(([path]) => path !== documentPath))
+                              : contents;
+        worker.postMessage({ document: documentBytes, location: documentPath, files: given, faithful });
     });
     progress.hidden = true;
     if (outcome.type === "failed") {

@@ -1,7 +1,7 @@
 // What the page does with dropped files, apart from the page itself: which
-// document to convert, and how the converted scene finds the dropped
-// images. Loaded by the page (window.dropped) and by Node's tests
-// (module.exports).
+// document to convert, how the converted scene finds the dropped images
+// and the images the conversion gave, and what the download holds. Loaded
+// by the page (window.dropped) and by Node's tests (module.exports).
 //
 // Dropped files have paths relative to what was dropped ("model.dae",
 // "textures/wood.png", or "folder/model.dae" for a folder). The output is
@@ -38,12 +38,49 @@
         return path.slice(Math.max(path.lastIndexOf("/"), path.lastIndexOf("\\")) + 1);
     }
 
-    // The documents among the dropped paths, in path order.
+    // The documents among the dropped paths, in path order: COLLADA
+    // documents and the zip archives that hold one (.kmz, .zae).
     function documentsAmong(paths) {
-        return paths.filter(path => /\.dae$/i.test(path)).sort();
+        return paths.filter(path => /\.(dae|kmz|zae)$/i.test(path)).sort();
     }
 
-    // "model.dae" -> "model.x3d", in the same folder.
+    // Whether bytes are a zip archive, as the converter tells one: by its
+    // first four bytes, a local file header or the end of an empty archive.
+    function isArchive(bytes) {
+        return bytes.length >= 4 && bytes[0] === 0x50 && bytes[1] === 0x4b &&
+            ((bytes[2] === 3 && bytes[3] === 4) || (bytes[2] === 5 && bytes[3] === 6));
+    }
+
+    // The media type of an image the conversion gave, by its first bytes
+    // (an archive's images are handed over as they are: JPEG, PNG, ...).
+    function imageType(bytes) {
+        const starts = (...values) => values.every((value, i) => bytes[i] === value);
+        if (starts(0x89, 0x50, 0x4e, 0x47)) return "image/png";
+        if (starts(0xff, 0xd8, 0xff)) return "image/jpeg";
+        if (starts(0x47, 0x49, 0x46, 0x38)) return "image/gif";
+        if (starts(0x52, 0x49, 0x46, 0x46) && bytes[8] === 0x57 && bytes[9] === 0x45 && bytes[10] === 0x42 &&
+            bytes[11] === 0x50) return "image/webp";
+        if (starts(0x42, 0x4d)) return "image/bmp";
+        return "application/octet-stream";
+    }
+
+    // The entries of the download that holds an output and its images: the
+    // output under its own name, each image under its name relative to the
+    // output, as the output names it. An image whose name would leave the
+    // output's folder is not among them, nor a second image of a name.
+    function downloadEntries(outputName, bytes, images) {
+        const entries = [{ name: outputName, bytes }];
+        const taken = new Set([outputName]);
+        for (const image of images) {
+            const name = image.name.startsWith("/") ? null : normalizePath(image.name);
+            if (!name || taken.has(name)) continue;
+            taken.add(name);
+            entries.push({ name, bytes: image.data });
+        }
+        return entries;
+    }
+
+    // "model.dae" (or "model.kmz") -> "model.x3d", in the same folder.
     function outputPathFor(documentPath) {
         return documentPath.replace(/(\.[^./]*)?$/, ".x3d");
     }
@@ -135,7 +172,8 @@
         return { text, found, missing, blocked };
     }
 
-    const api = { normalizePath, folderOf, documentsAmong, outputPathFor, urlsOf, rewriteUrls };
+    const api = { normalizePath, folderOf, documentsAmong, isArchive, imageType, downloadEntries, outputPathFor, urlsOf,
+                  rewriteUrls };
     if (typeof module === "object" && module !== null && typeof module.exports === "object") module.exports = api;
     else root.dropped = api;
 })(typeof self !== "undefined" ? self : globalThis);

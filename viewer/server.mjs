@@ -76,7 +76,7 @@ if (listed && !statSync(mounts[""][0], { throwIfNoEntry: false })?.isDirectory()
 }
 
 // Fixed places: the page's own files and X_ITE's distribution folder.
-const pageFiles = new Set(["index.html", "viewer.js", "viewer.css", "convert.js", "convert-worker.js"]);
+const pageFiles = new Set(["index.html", "viewer.js", "viewer.css", "convert.js", "convert-worker.js", "zip.js"]);
 const xite = join(here, "node_modules", "x_ite", "dist");
 // The WebAssembly converter that scripts/wasm builds.
 const converter = join(here, "..", "build", "wasm", "package");

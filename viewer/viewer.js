@@ -8,7 +8,7 @@
 // For scripts that drive the page (bench/render-check, bench/drop-check):
 // window.viewer.done is a promise of the last load's outcome, { url, loaded, error },
 // window.viewer.lastResult what the last conversion gave (ok, diagnostics,
-// image names, URLs not found and left out),
+// image names, URLs not found and left out, whether it read an archive),
 // window.viewer.nodes() lists the nodes of the scene shown, and
 // window.viewer.geometry() measures what it draws (see drawnGeometry).
 
@@ -156,8 +156,8 @@ function start(browser) {
     if (url) {
         window.viewer.done = show(browser, url, url);
     } else {
-        say("Drop a .dae document (with its images, or its folder) to convert it here, or an .x3d file; " +
-            "or open one with ?url=PATH (relative to this page).");
+        say("Drop a .dae document (with its images, or its folder) or a .kmz or .zae archive to convert it " +
+            "here, or an .x3d file; or open one with ?url=PATH (relative to this page).");
         window.viewer.done = Promise.resolve({ url: null, loaded: false, error: "no file given" });
     }
 
@@ -213,7 +213,8 @@ async function open(browser, files) {
     if (documents.length === 0) {
         const x3d = files.find(file => /\.x3dv?$/i.test(file.path));
         if (!x3d) {
-            say("Nothing to show: drop a .dae document (with its images, or its folder) or an .x3d file.", true);
+            say("Nothing to show: drop a .dae document (with its images, or its folder), a .kmz or .zae archive " +
+                "or an .x3d file.", true);
             return { url: null, loaded: false, error: "no document" };
         }
         const blob = URL.createObjectURL(x3d.file);
@@ -227,9 +228,28 @@ async function open(browser, files) {
 let worker = null;
 let objectUrls = [];
 
+// Raw deflate in the browser's own compression streams, for the zip
+// download's X3D text; null where the browser has none (entries are then
+// stored).
+const deflateRaw = (() => {
+    try {
+        new CompressionStream("deflate-raw");
+    } catch {
+        return null;
+    }
+    return async bytes => {
+        const stream = new Blob([bytes]).stream().pipeThrough(new CompressionStream("deflate-raw"));
+        return new Uint8Array(await new Response(stream).arrayBuffer());
+    };
+})();
+
 // Converts one document in the worker and shows the result: progress on the
-// way, every diagnostic in the list below the status line, the output and
-// its converted images offered for download.
+// way, every diagnostic in the list below the status line, the output
+// offered for download, alone and, when the conversion gave images (PNGs
+// standing in for images browsers cannot decode, an archive's images), in a
+// zip file with them in the folders the output names them by.
+// An archive is converted faithfully whatever the switch says: the classic
+// conversion reads documents only.
 async function convertAndShow(browser, files, documentPath, others) {
     const diagnosticsList = document.getElementById("diagnostics");
     const downloads = document.getElementById("downloads");
@@ -245,11 +265,13 @@ async function convertAndShow(browser, files, documentPath, others) {
         diagnosticsList.append(item);
     };
 
-    const faithful = document.getElementById("faithful").checked;
     const byPath = new Map(files.map(file => [file.path, file.file]));
     const contents = {};
     for (const file of files) contents[file.path] = await file.file.arrayBuffer();
     const documentBytes = contents[documentPath].slice(0);
+    const archive = /\.(kmz|zae)$/i.test(documentPath) || dropped.isArchive(new Uint8Array(documentBytes, 0,
+                                                                                             Math.min(4, documentBytes.byteLength)));
+    const faithful = archive || document.getElementById("faithful").checked;
 
     worker ??= new Worker("convert-worker.js");
     progress.hidden = false;
@@ -261,7 +283,11 @@ async function convertAndShow(browser, files, documentPath, others) {
             else resolve(data);
         };
         worker.onerror = event => resolve({ type: "failed", message: event.message || "the converter stopped" });
-        worker.postMessage({ document: documentBytes, location: documentPath, files: contents, faithful });
+        // An archive's images are inside it: the converter is not given
+        // the archive a second time among the files.
+        const given = archive ? Object.fromEntries(Object.entries(contents).filter(([path]) => path !== documentPath))
+                              : contents;
+        worker.postMessage({ document: documentBytes, location: documentPath, files: given, faithful });
     });
     progress.hidden = true;
     if (outcome.type === "failed") {
@@ -271,7 +297,7 @@ async function convertAndShow(browser, files, documentPath, others) {
         return { url: null, loaded: false, error: outcome.message };
     }
     const { result } = outcome;
-    window.viewer.lastResult = { ok: result.ok, diagnostics: result.diagnostics,
+    window.viewer.lastResult = { ok: result.ok, diagnostics: result.diagnostics, archive, faithful,
                                  images: result.images.map(image => image.name) };
     for (const d of result.diagnostics) {
         const place = d.line ? ` (line ${d.line}, column ${d.column})` : "";
@@ -291,19 +317,27 @@ async function convertAndShow(browser, files, documentPath, others) {
         return url;
     };
     for (const [path, file] of byPath) urls.set(path, objectUrl(file));
-    const offer = (blob, name) => {
+    const offer = (blob, name, text) => {
         const link = document.createElement("a");
         link.href = objectUrl(blob);
-        link.download = name.split("/").pop();
-        link.textContent = `Download ${name}`;
+        link.download = name;
+        link.textContent = text;
         downloads.append(link);
     };
-    offer(new Blob([result.bytes], { type: "model/x3d+xml" }), outputPath.split("/").pop());
+    const outputName = outputPath.split("/").pop();
+    offer(new Blob([result.bytes], { type: "model/x3d+xml" }), outputName, `Download ${outputName}`);
     for (const image of result.images) {
         const path = dropped.normalizePath(outputFolder ? `${outputFolder}/${image.name}` : image.name);
-        const blob = new Blob([image.data], { type: "image/png" });
-        if (path !== null) urls.set(path, objectUrl(blob));
-        offer(blob, image.name);
+        if (path !== null) urls.set(path, objectUrl(new Blob([image.data], { type: dropped.imageType(image.data) })));
+    }
+    if (result.images.length) {
+        // The images keep their folders only in a zip file: a browser
+        // saves each link's file alone, by its last name.
+        const entries = dropped.downloadEntries(outputName, result.bytes, result.images);
+        const zipName = outputName.replace(/\.x3d$/, "") + ".zip";
+        const count = entries.length - 1;
+        offer(new Blob([await zipWriter.zip(entries, { deflate: deflateRaw })], { type: "application/zip" }), zipName,
+              `Download ${zipName} (${outputName} and ${count} image${count === 1 ? "" : "s"})`);
     }
 
     const x3d = new TextDecoder().decode(result.bytes);
@@ -313,7 +347,8 @@ async function convertAndShow(browser, files, documentPath, others) {
     window.viewer.lastResult.missing = rewritten.missing;
     window.viewer.lastResult.blocked = rewritten.blocked;
     const shown = objectUrl(new Blob([rewritten.text], { type: "model/x3d+xml" }));
-    const mode = faithful ? "faithful" : "classic";
+    const mode = !faithful ? "classic" : archive && !document.getElementById("faithful").checked
+        ? "faithful: an archive is read by the faithful conversion only" : "faithful";
     const label = `${outputPath} (${mode}${others ? `; ${others} more document${others === 1 ? "" : "s"} dropped` : ""})`;
     return show(browser, shown, label);
 }

@@ -14,9 +14,15 @@
 // ImageTexture and each one is complete; at least 1% of the canvas is
 // clearly red, lit or not (the test images are red and white checkers); the
 // page asks nothing of any machine but 127.0.0.1 (and the browser could
-// not reach one: it resolves no other host name). Exit status 1 when a check fails.
+// not reach one: it resolves no other host name); when the conversion gave
+// images, the page offers a zip file (kept as DIR/NAME.zip) that Python's
+// zip reader reads whole, holding the .x3d download's bytes and each image
+// under the name the output gives it. A dropped .kmz or .zae is converted
+// faithfully whatever MODE says, and gives its images. Exit status 1 when a
+// check fails.
 import { createRequire } from "node:module";
 import { isLocal, withTimeout as withDeadline } from "./common.mjs";
+import { execFileSync } from "node:child_process";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { basename, join } from "node:path";
@@ -90,6 +96,47 @@ async function look() {
              downloads: Array.from(document.querySelectorAll("#downloads a"), a => a.download) };
 }
 
+// In the page: the bytes of the download named `name`, in base64.
+async function download(name) {
+    const link = Array.from(document.querySelectorAll("#downloads a")).find(a => a.download === name);
+    const bytes = new Uint8Array(await (await fetch(link.href)).arrayBuffer());
+    let text = "";
+    for (let i = 0; i < bytes.length; i += 0x8000) text += String.fromCharCode(...bytes.subarray(i, i + 0x8000));
+    return btoa(text);
+}
+
+// What Python's zipfile reads of a zip file: its first bad entry (null when
+// every CRC holds) and each entry's name and bytes in base64.
+function readZip(bytes) {
+    const script = `
+import base64, io, json, sys, zipfile
+archive = zipfile.ZipFile(io.BytesIO(sys.stdin.buffer.read()))
+print(json.dumps({"bad": archive.testzip(), "entries": [
+    [i.filename, base64.b64encode(archive.read(i)).decode()] for i in archive.infolist()]}))
+`;
+    return JSON.parse(execFileSync("python3", ["-c", script], { input: bytes }).toString());
+}
+
+// The problems of the zip download against the .x3d download and the
+// images the conversion gave.
+async function checkZip(page, seen, name) {
+    const x3dName = seen.downloads.find(download => download.endsWith(".x3d"));
+    const zipName = seen.downloads.find(download => download.endsWith(".zip"));
+    if (!zipName) return ["no .zip offered for the images"];
+    const zip = Buffer.from(await page.evaluate(download, zipName), "base64");
+    writeFileSync(join(options.out, `${name}.zip`), zip);
+    const read = readZip(zip);
+    const problems = [];
+    if (read.bad !== null) problems.push(`${zipName}: ${read.bad} does not match its CRC`);
+    const names = read.entries.map(([entry]) => entry);
+    const expected = [x3dName, ...seen.result.images];
+    if (names.join("\n") !== expected.join("\n"))
+        problems.push(`${zipName} holds ${names.join(", ")}, not ${expected.join(", ")}`);
+    const x3d = await page.evaluate(download, x3dName);
+    if (read.entries[0]?.[1] !== x3d) problems.push(`${zipName}: its ${x3dName} is not the one offered alone`);
+    return problems;
+}
+
 const profile = mkdtempSync(join(tmpdir(), "drop-check-chromium-"));
 let browser;
 let failures = 0;
@@ -133,6 +180,11 @@ try {
                 if (texture.state !== "complete") problems.push(`texture ${texture.url.join(" ")}: ${texture.state}`);
             if (seen.redShare < leastRed) problems.push(`the image's red covers ${(seen.redShare * 100).toFixed(2)}% of the canvas`);
             if (!seen.downloads.some(name => name.endsWith(".x3d"))) problems.push("no .x3d offered for download");
+            if (seen.result?.images?.length) problems.push(...await withTimeout(checkZip(page, seen, test.name), "zip"));
+            if (test.files.some(file => /\.(kmz|zae)$/i.test(file))) {
+                if (!seen.result?.archive || !seen.result?.faithful) problems.push("the archive was not converted faithfully");
+                if (!seen.result?.images?.length) problems.push("the archive gave no images");
+            }
             for (const url of outside) problems.push(`asked away from 127.0.0.1: ${url}`);
             for (const error of errors) problems.push(`page error: ${error}`);
             console.log(`${problems.length ? "FAILED" : "ok"} ${test.name} (${test.mode}): ${seen.status}; ` +

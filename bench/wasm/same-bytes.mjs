@@ -1,6 +1,7 @@
-// Converts COLLADA documents with the native program and with the
-// WebAssembly package, classic and faithful, and compares the outputs
-// byte for byte, with the images a faithful conversion makes.
+// Converts COLLADA documents (and .kmz and .zae archives) with the native
+// program and with the WebAssembly package, classic and faithful, and
+// compares the outputs byte for byte, with the images a faithful
+// conversion gives (made PNGs, an archive's images in their folder).
 //
 //   node bench/wasm/same-bytes.mjs --morvane PATH --package DIR [--every N] [--options "-l ..."] FILE_OR_FOLDER...
 //
@@ -30,7 +31,7 @@ const { convert } = createRequire(import.meta.url)(resolve(options.package, "ind
 function documents(path) {
     if (!statSync(path).isDirectory()) return [resolve(path)];
     return readdirSync(path, { recursive: true })
-        .filter(name => name.endsWith(".dae"))
+        .filter(name => name.endsWith(".dae") || /\.(kmz|zae)$/i.test(name))
         .map(name => resolve(path, name));
 }
 

@@ -1,13 +1,15 @@
 // The npm package as a user gets it: installed from the packed tarball into
 // a fresh folder (tests/wasm/run-package), imported by its name, and its
-// `morvane` command run as npx runs it.
+// `morvane` command run as npx runs it. The archives' tests run when the
+// library reads archives (run-package says so by MORVANE_ARCHIVES=1).
 import { test } from "node:test";
 import assert from "node:assert/strict";
 import { execFileSync, spawnSync } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync, writeFileSync, existsSync } from "node:fs";
+import { existsSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
-import { join } from "node:path";
-import { deflateSync, inflateSync } from "node:zlib";
+import { createRequire } from "node:module";
+import { dirname, join } from "node:path";
+import { deflateRawSync, deflateSync, inflateSync } from "node:zlib";
 import morvane from "morvane";
 import { convert } from "morvane";
 
@@ -259,3 +261,135 @@ test("the morvane command writes beside the input, to a named file or to standar
         rmSync(work, { recursive: true, force: true });
     }
 });
+
+// Each test that runs npx gets a folder of its own, removed afterwards.
+function inFolder(body) {
+    const work = mkdtempSync(join(tmpdir(), "morvane-npx-"));
+    try {
+        return body(work);
+    } finally {
+        rmSync(work, { recursive: true, force: true });
+    }
+}
+const npx = (...args) => spawnSync("npx", ["--no", "--", "morvane", ...args],
+                                   { encoding: "buffer", env: { ...process.env, npm_config_offline: "true" } });
+const ourLines = result => result.stderr.toString().split("\n").filter(line => line.startsWith("morvane:"));
+
+test("the morvane command writes the images beside the output, never over a file of other bytes", () => inFolder(work => {
+    writeFileSync(join(work, "model.dae"), textured("maps/two.tga"));
+    mkdirSync(join(work, "maps"));
+    writeFileSync(join(work, "maps/two.tga"), tga);
+    const [image] = convert(textured("maps/two.tga"), { faithful: true, location: "model.dae",
+                                                         files: { "maps/two.tga": tga } }).images;
+    assert.ok(image, "a PNG stands in for the TGA");
+    const first = npx("--faithful", join(work, "model.dae"));
+    assert.equal(first.status, 0, first.stderr.toString());
+    assert.deepEqual(ourLines(first), []);
+    assert.deepEqual(readFileSync(join(work, image.name)), Buffer.from(image.data));
+    // The same bytes again: nothing to say.
+    const again = npx("--faithful", join(work, "model.dae"));
+    assert.deepEqual(ourLines(again), []);
+    writeFileSync(join(work, image.name), "mine");
+    const taken = npx("--faithful", join(work, "model.dae"));
+    assert.equal(taken.status, 0);
+    assert.deepEqual(ourLines(taken), [`morvane: ${join(work, "model.dae")}: warning: cannot write ` +
+                                       `${join(work, image.name)}: the name is taken`]);
+    assert.equal(readFileSync(join(work, image.name), "utf8"), "mine");
+    assert.ok(existsSync(join(work, "model.x3d")));
+}));
+
+// --- archives --------------------------------------------------------------
+
+// Archives are made by the page's zip writer (viewer/zip.js, beside this
+// file), which tests/wasm/page.test.mjs checks against another reader.
+const { zip, crc32 } = createRequire(import.meta.url)("./zip.js");
+const zipOf = files => zip(Object.entries(files).map(([name, content]) =>
+    ({ name, bytes: typeof content === "string" ? new TextEncoder().encode(content) : content })),
+    { deflate: bytes => deflateRawSync(bytes) });
+
+// A 1 x 1 PNG of one red pixel: the bytes an archive holds and a browser
+// decodes, so they are handed over as they are.
+function pngChunk(kind, data) {
+    const body = Buffer.concat([Buffer.from(kind, "latin1"), data]);
+    const length = Buffer.alloc(4), crc = Buffer.alloc(4);
+    length.writeUInt32BE(data.length);
+    crc.writeUInt32BE(crc32(body));
+    return Buffer.concat([length, body, crc]);
+}
+const redPng = new Uint8Array(Buffer.concat([
+    Buffer.from([137, 80, 78, 71, 13, 10, 26, 10]),
+    pngChunk("IHDR", Buffer.from([0, 0, 0, 1, 0, 0, 0, 1, 8, 2, 0, 0, 0])),
+    pngChunk("IDAT", deflateSync(Buffer.from([0, 255, 0, 0]))),
+    pngChunk("IEND", Buffer.alloc(0)),
+]));
+
+const kml = `<?xml version="1.0" encoding="UTF-8"?>
+<kml xmlns="http://www.opengis.net/kml/2.2"><Placemark><Model>
+  <Location><longitude>2.2945</longitude><latitude>48.8584</latitude><altitude>0</altitude></Location>
+  <Link><href>models/tri.dae</href></Link>
+</Model></Placemark></kml>
+`;
+// The document the KML names is in models/, its TGA below it.
+const kmz = await zipOf({ "doc.kml": kml, "models/tri.dae": textured("textures/two.tga"), "models/textures/two.tga": tga });
+// Another document comes first in the archive; the manifest names the one
+// to convert, whose image lies in a folder beside its own.
+const zae = await zipOf({
+    "first.dae": "<COLLADA><asset/></COLLADA>",
+    "manifest.xml": "<?xml version=\"1.0\"?>\n<dae_root>scene/tri.dae</dae_root>\n",
+    "scene/tri.dae": textured("../maps/red.png"),
+    "maps/red.png": redPng,
+});
+const archives = process.env.MORVANE_ARCHIVES === "1";
+const skip = !archives && "this build's library reads no archives";
+
+// An archive's image is named by a relative URL in one folder beside the
+// output, named after it, and the output names it so.
+function checkArchiveImage(result, stem) {
+    assert.equal(result.ok, true, JSON.stringify(result.diagnostics));
+    assert.equal(result.images.length, 1, JSON.stringify(result.diagnostics));
+    const [image] = result.images;
+    const parts = image.name.split("/");
+    assert.ok(parts.length >= 2 && !parts.includes("..") && !image.name.startsWith("/"), image.name);
+    assert.ok(parts[0].startsWith(stem), `${image.name}: in a folder named after ${stem}`);
+    assert.ok(result.x3d.includes(image.name), "the output names the image");
+    return image;
+}
+
+test("a KMZ converts the document its KML names, with its TGA as a PNG, and keeps the place as text", { skip }, () => {
+    const result = convert(kmz, { faithful: true, outputName: "tower.x3d" });
+    const image = checkArchiveImage(result, "tower");
+    assert.match(image.name, /\.png$/);
+    const pixels = pixelsOf(image.data);
+    assert.deepEqual([pixels.width, pixels.height], [2, 1]);
+    assert.deepEqual([pixels.at(0, 0), pixels.at(1, 0)], [[0, 0, 255], [255, 0, 0]]);
+    assert.match(result.x3d, /coordIndex='\s*0 1 2 -1'/);
+    assert.match(result.x3d, /<WorldInfo [^>]*48\.8584/);
+});
+
+test("a ZAE converts the document its manifest names, its PNG handed over as it is", { skip }, () => {
+    for (const document of [zae, zae.buffer, Buffer.from(zae)]) {
+        const result = convert(document, { faithful: true, outputName: "out/scene.x3d" });
+        const image = checkArchiveImage(result, "scene");
+        assert.deepEqual(image.data, redPng);
+        assert.match(result.x3d, /coordIndex='\s*0 1 2 -1'/);
+    }
+});
+
+test("the classic conversion does not read archives", { skip }, () => {
+    const result = convert(kmz);
+    assert.equal(result.ok, false);
+    assert.deepEqual(result.images, []);
+    assert.equal(result.diagnostics.filter(d => d.severity === "error").length, 1);
+});
+
+test("the morvane command converts an archive beside it with its images", { skip }, () => inFolder(work => {
+    writeFileSync(join(work, "tower.kmz"), kmz);
+    const run = npx("--faithful", join(work, "tower.kmz"));
+    assert.equal(run.status, 0, run.stderr.toString());
+    assert.deepEqual(ourLines(run), []);
+    const expected = convert(kmz, { faithful: true, outputName: "tower.x3d" });
+    assert.deepEqual(readFileSync(join(work, "tower.x3d")), Buffer.from(expected.bytes));
+    const [image] = expected.images;
+    assert.ok(existsSync(join(work, dirname(image.name))));
+    assert.deepEqual(readFileSync(join(work, image.name)), Buffer.from(image.data));
+}));

@@ -1,9 +1,13 @@
-// morvane in WebAssembly: COLLADA 1.4 documents converted to X3D scenes.
+// morvane in WebAssembly: COLLADA 1.4 documents, and the .kmz and .zae
+// archives that hold one with its images, converted to X3D scenes.
 
 export interface ConvertOptions {
     /** The program's option words: "-sy", "-l", "-a30", "--faithful", ... */
     args?: string[];
-    /** Adds "--faithful": the scene as its author made it, images converted to PNG where needed. */
+    /**
+     * Adds "--faithful": the scene as its author made it, images converted to PNG where needed.
+     * Archives (.kmz, .zae) are read by the faithful conversion only.
+     */
     faithful?: boolean;
     /**
      * Where the document is. With `files`, a name among them (default
@@ -31,8 +35,9 @@ export interface Diagnostic {
 }
 
 export interface ConvertedImage {
-    /** Relative to the output's folder, as the output names it. */
+    /** Relative to the output's folder, as the output names it ("model_files/textures/wood.jpg"). */
     name: string;
+    /** The image's bytes: a PNG made by the conversion, or an archive's image as the archive holds it. */
     data: Uint8Array;
 }
 
@@ -45,17 +50,22 @@ export interface ConvertResult {
     /** The output's exact bytes; null when there is no output. */
     bytes: Uint8Array | null;
     diagnostics: Diagnostic[];
-    /** PNG files made for images that browsers cannot decode (--faithful). */
+    /**
+     * The files the output names that the caller is to store beside it (--faithful): PNGs made for
+     * images that browsers cannot decode, and, for an archive, every image taken from it.
+     */
     images: ConvertedImage[];
 }
 
 /**
- * Converts one document. Throws a TypeError for an option word that is not
+ * Converts one document, or the document in a .kmz or .zae archive (told by
+ * its bytes, under --faithful). Throws a TypeError for an option word that is not
  * one of the program's or a malformed argument; a document that gives no
  * output is a result with `ok` false and an error among its diagnostics.
  * An array as second argument stands for `{ args }`.
  */
-export function convert(document: Uint8Array | ArrayBuffer | string, options?: ConvertOptions | string[]): ConvertResult;
+export function convert(document: Uint8Array | ArrayBuffer | ArrayBufferView | string,
+                        options?: ConvertOptions | string[]): ConvertResult;
 
 /** The library's version, "1.0.0". */
 export const version: string;

@@ -1,8 +1,9 @@
-// morvane in WebAssembly: COLLADA 1.4 documents converted to X3D scenes, on
-// the caller's machine. In Node, `require("morvane")` gives convert() and
-// version; in a page or a worker, after morvane.js and this file are loaded
-// (importScripts or <script>), self.morvane.createConverter(createMorvaneModule,
-// wasmBytes) gives an object with the same two.
+// morvane in WebAssembly: COLLADA 1.4 documents, and the .kmz and .zae
+// archives that hold one, converted to X3D scenes on the caller's machine.
+// In Node, `require("morvane")` gives convert() and version; in a page or
+// a worker, after morvane.js and this file are loaded (importScripts or
+// <script>), self.morvane.createConverter(createMorvaneModule, wasmBytes)
+// gives an object with the same two.
 //
 // The module is compiled synchronously from its bytes, once, on the first
 // conversion; a conversion then runs to its end before convert() returns.
@@ -13,7 +14,8 @@
 (function (root, isNode) {
     const statusNames = ["ok", "refused", "bad-option", "invalid-argument", "out-of-memory"];
 
-    // The document's bytes, from any of the forms a caller may hold them in.
+    // The document's (or the archive's) bytes, from any of the forms a
+    // caller may hold them in.
     function asBytes(value) {
         if (value instanceof Uint8Array) return value;
         if (value instanceof ArrayBuffer) return new Uint8Array(value);

@@ -1,11 +1,13 @@
 #!/usr/bin/env node
 // morvane [options] INPUT [OUTPUT | -]
 //
-// Converts one COLLADA document with the WebAssembly build: writes
-// INPUT's name with .x3d beside it, or OUTPUT, or to standard output for
-// "-". The options are the program's ("-sy", "-l", "--faithful", ...). The
-// images a --faithful conversion makes go beside the output (none with
-// "-"). A document that gives no output gets one line on standard error,
+// Converts one COLLADA document, or a .kmz or .zae archive under
+// --faithful, with the WebAssembly build: writes INPUT's name with .x3d
+// beside it, or OUTPUT, or to standard output for "-". The options are the
+// program's ("-sy", "-l", "--faithful", ...). The images a --faithful
+// conversion gives (PNGs it made, an archive's images) go beside the output
+// (none with "-"), never over a file of other bytes (a warning says so).
+// A document that gives no output gets one line on standard error,
 // "morvane: INPUT: REASON", and the exit status 1; warnings go there too.
 "use strict";
 
@@ -61,7 +63,22 @@ if (toStdout) {
         // The converter names images relative to the output's folder, below it.
         if (path.isAbsolute(image.name) || image.name.split("/").includes("..")) continue;
         const file = path.join(path.dirname(output), image.name);
-        fs.mkdirSync(path.dirname(file), { recursive: true });
-        fs.writeFileSync(file, image.data);
+        const problem = writeNew(file, image.data);
+        if (problem) console.error(`morvane: ${input}: warning: cannot write ${file}: ${problem}`);
     }
+}
+
+// Writes a file that did not exist; a file of the same bytes is as good.
+// Returns why it could not, or null.
+function writeNew(file, data) {
+    try {
+        fs.mkdirSync(path.dirname(file), { recursive: true });
+        fs.writeFileSync(file, data, { flag: "wx" });
+        return null;
+    } catch (error) {
+        if (error.code !== "EEXIST") return error.message;
+    }
+    const status = fs.lstatSync(file);
+    const same = status.isFile() && status.size === data.length && Buffer.from(data).equals(fs.readFileSync(file));
+    return same ? null : "the name is taken";
 }

@@ -356,6 +356,15 @@ Matrix4 Between(const Frame& outer, const Frame& inner) {
     return Transposed(UpAxisMatrix(outer.UpAxis)) * UpAxisMatrix(inner.UpAxis) * ScaleMatrix(ratio, ratio, ratio);
 }
 
+// What an instance of a controller shows: the geometry that its
+// controllers deform, placed in the instancing frame (bind shape included),
+// and the morphs met on the way, outermost first.
+struct Deformed {
+    const Element* Geometry = nullptr;
+    Matrix4 Placement;
+    std::vector<const Element*> Morphs;
+};
+
 class SceneWriter {
 public:
     SceneWriter(const DocumentTree& tree, const SceneSettings& settings, std::vector<ConversionError>& warnings)
@@ -367,12 +376,12 @@ private:
     // Binding.
     const Element* VisualScene() const;
     Frame FrameOf(const Element& element, Frame outer);
+    Matrix4 PlacementIn(const Frame& frame, const Element& element) { return Between(frame, FrameOf(element, frame)); }
     Frame ApplyAsset(const Element& element, Frame frame);
     Matrix4 NodeMatrix(const Element& node) const;
     const Element* InstanceTarget(const Element& instance) const;
-    const Element* ControllerGeometry(const Element* controller, Matrix4& bindShape,
-                                      std::vector<const Element*>* morphs = nullptr) const;
-    void ApplyMorphs(const Element* instance, Inputs& inputs);
+    Deformed Deform(const Element& instance, const Frame& frame);
+    void ApplyMorphs(std::span<const Element* const> morphs, Inputs& inputs);
     void BlendMorph(const Element& morph, std::vector<float>& blend) const;
     const Element* BoundMaterial(const Element* instance, std::string_view symbol) const;
     bool PrimitiveWanted(const Element& primitive) const {
@@ -383,8 +392,8 @@ private:
     // Measuring: the world box and whether anything is drawn.
     NodeMeasure MeasureNode(const Element& node, const Frame& outer, int depth);
     void MeasureContents(const Element& holder, const Frame& frame, NodeMeasure& measure, int depth);
-    void MeasureGeometry(const Element& geometry, const Element* instance, const Matrix4& placement,
-                         NodeMeasure& measure);
+    void MeasureGeometry(const Element& geometry, const Matrix4& placement, NodeMeasure& measure,
+                         std::span<const Element* const> morphs = {});
 
     // Writing.
     void Put(std::string_view text);
@@ -396,8 +405,10 @@ private:
     void WriteTransformFields(const TransformFields& fields);
     void WriteContents(const Element& holder, const Frame& frame, int depth);
     void WritePlaced(const Matrix4& placement, int depth, const std::function<void(int)>& write);
-    void WriteGeometry(const Element& geometry, const Element* instance, int depth);
-    void WritePrimitive(const Element& geometry, const Element& primitive, const Element* instance, int depth);
+    void WriteGeometry(const Element& geometry, const Element* instance, int depth,
+                       std::span<const Element* const> morphs = {});
+    void WritePrimitive(const Element& geometry, const Element& primitive, const Element* instance, int depth,
+                        std::span<const Element* const> morphs);
     void WriteAppearance(const Element* material, bool lines, int depth);
     void WriteCamera(const Element& camera, int depth);
     void WriteLight(const Element& light, int depth);
@@ -416,6 +427,8 @@ private:
     std::string pending_;
     DefNames names_;
 
+    // The frame of the document's own asset, where the libraries are.
+    Frame documentFrame_;
     std::unordered_map<const Element*, const Element*> assets_;
     // A node is measured and written once for each frame it is placed in.
     std::map<std::pair<const Element*, Frame>, NodeMeasure> measured_;
@@ -472,12 +485,14 @@ Frame SceneWriter::ApplyAsset(const Element& element, Frame frame) {
     return frame;
 }
 
-// The frame of a node, visual scene or geometry placed where the frame is
-// `outer`: what it holds is written in the frame of the place that holds or
-// instances it, unless its own asset, or its library's, says otherwise.
+// The frame of a node, visual scene, geometry, controller, camera or light
+// placed where the frame is `outer`. An asset applies to what is written
+// inside its element: an element of a library is in the frame of the
+// document and its library, wherever it is instanced; a node inside a node
+// is in its parent's frame (`outer`); its own asset overrides either.
 Frame SceneWriter::FrameOf(const Element& element, Frame outer) {
     const Element* parent = tree_.Parent(element);
-    if (parent != nullptr && parent->Name.starts_with("library_")) outer = ApplyAsset(*parent, outer);
+    if (parent != nullptr && parent->Name.starts_with("library_")) outer = ApplyAsset(*parent, documentFrame_);
     return ApplyAsset(element, outer);
 }
 
@@ -511,13 +526,22 @@ const Element* SceneWriter::InstanceTarget(const Element& instance) const {
     return tree_.FindId(instance.Attribute("url"));
 }
 
-// The geometry a controller deforms, through morphs and skins, with the
-// bind shape matrices and (outermost first) the morphs met on the way.
-const Element* SceneWriter::ControllerGeometry(const Element* controller, Matrix4& bindShape,
-                                               std::vector<const Element*>* morphs) const {
+// Follows the instance's controller through skins and morphs to the
+// geometry. The bind shape matrices are in the frame of the instanced
+// controller; the geometry's points in the geometry's own.
+Deformed SceneWriter::Deform(const Element& instance, const Frame& frame) {
+    Deformed deformed;
+    const Element* controller = InstanceTarget(instance);
+    if (controller == nullptr || controller->Name != "controller") return deformed;
+    const Frame controllerFrame = FrameOf(*controller, frame);
+    Matrix4 bindShape;
     for (int step = 0; step < 16 && controller != nullptr; ++step) {
-        if (controller->Name == "geometry") return controller;
-        if (controller->Name != "controller") return nullptr;
+        if (controller->Name == "geometry") {
+            deformed.Geometry = controller;
+            deformed.Placement = Between(frame, controllerFrame) * bindShape * PlacementIn(controllerFrame, *controller);
+            return deformed;
+        }
+        if (controller->Name != "controller") break;
         const Element* skin = tree_.Child(*controller, "skin");
         const Element* morph = tree_.Child(*controller, "morph");
         if (skin != nullptr) {
@@ -526,13 +550,13 @@ const Element* SceneWriter::ControllerGeometry(const Element* controller, Matrix
             }
             controller = tree_.FindId(skin->Attribute("source"));
         } else if (morph != nullptr) {
-            if (morphs != nullptr) morphs->push_back(morph);
+            deformed.Morphs.push_back(morph);
             controller = tree_.FindId(morph->Attribute("source"));
         } else {
-            return nullptr;
+            break;
         }
     }
-    return nullptr;
+    return Deformed();
 }
 
 // The positions of a geometry that morphs blend with their targets, as the
@@ -540,12 +564,8 @@ const Element* SceneWriter::ControllerGeometry(const Element* controller, Matrix
 // plus each target's weighted difference from it (NORMALIZED), or plus each
 // weighted target (RELATIVE, whose targets are offsets). Where a target has
 // fewer points than the base, or none, the base's points stay as they are.
-void SceneWriter::ApplyMorphs(const Element* instance, Inputs& inputs) {
-    if (instance == nullptr || instance->Name != "instance_controller" || !inputs.Position) return;
-    Matrix4 ignored;
-    std::vector<const Element*> morphs;
-    ControllerGeometry(InstanceTarget(*instance), ignored, &morphs);
-    if (morphs.empty()) return;
+void SceneWriter::ApplyMorphs(std::span<const Element* const> morphs, Inputs& inputs) {
+    if (morphs.empty() || !inputs.Position) return;
     Accessor& positions = inputs.Position->Values;
     auto [at, fresh] = morphed_.try_emplace(std::make_pair(positions.Source, morphs.front()));
     std::vector<float>& blend = at->second;
@@ -656,13 +676,13 @@ void SceneWriter::MeasureContents(const Element& holder, const Frame& frame, Nod
         } else if (child->Name == "instance_geometry") {
             const Element* geometry = InstanceTarget(*child);
             if (geometry != nullptr && geometry->Name == "geometry") {
-                MeasureGeometry(*geometry, child, Between(frame, FrameOf(*geometry, frame)), measure);
+                MeasureGeometry(*geometry, PlacementIn(frame, *geometry), measure);
             }
             continue;
         } else if (child->Name == "instance_controller") {
-            Matrix4 bindShape;
-            if (const Element* geometry = ControllerGeometry(InstanceTarget(*child), bindShape)) {
-                MeasureGeometry(*geometry, child, Between(frame, FrameOf(*geometry, frame)) * bindShape, measure);
+            const Deformed deformed = Deform(*child, frame);
+            if (deformed.Geometry != nullptr) {
+                MeasureGeometry(*deformed.Geometry, deformed.Placement, measure, deformed.Morphs);
             }
             continue;
         } else if (child->Name == "instance_camera") {
@@ -682,8 +702,8 @@ void SceneWriter::MeasureContents(const Element& holder, const Frame& frame, Nod
     }
 }
 
-void SceneWriter::MeasureGeometry(const Element& geometry, const Element* instance, const Matrix4& placement,
-                                  NodeMeasure& measure) {
+void SceneWriter::MeasureGeometry(const Element& geometry, const Matrix4& placement, NodeMeasure& measure,
+                                  std::span<const Element* const> morphs) {
     const Element* mesh = tree_.Child(geometry, "mesh");
     if (mesh == nullptr) return;
     for (const Element* primitive = tree_.FirstChild(*mesh); primitive != nullptr;
@@ -691,7 +711,7 @@ void SceneWriter::MeasureGeometry(const Element& geometry, const Element* instan
         if (!PrimitiveWanted(*primitive)) continue;
         Inputs inputs = ReadInputs(tree_, *primitive);
         if (!inputs.Position) continue;
-        ApplyMorphs(instance, inputs);
+        ApplyMorphs(morphs, inputs);
         Faces faces;
         CollectFaces(tree_, *primitive, inputs.Stride, faces);
         KeepValidFaces(faces, {&*inputs.Position});
@@ -929,8 +949,7 @@ void SceneWriter::WriteNode(const Element& node, const Frame& outer, int depth) 
         writtenNodes_.emplace(key, name);
     }
     const Frame own = FrameOf(node, outer);
-    const Matrix4 matrix = own == outer ? NodeMatrix(node) : Between(outer, own) * NodeMatrix(node);
-    WriteTransformFields(Decompose(matrix));
+    WriteTransformFields(Decompose(Between(outer, own) * NodeMatrix(node)));
     pending_ += ">\n";
     PutPending();
     open_.insert(&node);
@@ -960,25 +979,23 @@ void SceneWriter::WriteContents(const Element& holder, const Frame& frame, int d
         } else if (name == "instance_geometry") {
             const Element* geometry = InstanceTarget(*child);
             if (geometry != nullptr && geometry->Name == "geometry") {
-                WritePlaced(Between(frame, FrameOf(*geometry, frame)), depth,
-                            [&](int at) { WriteGeometry(*geometry, child, at); });
+                WritePlaced(PlacementIn(frame, *geometry), depth, [&](int at) { WriteGeometry(*geometry, child, at); });
             }
         } else if (name == "instance_controller") {
-            Matrix4 bindShape;
-            const Element* geometry = ControllerGeometry(InstanceTarget(*child), bindShape);
-            if (geometry != nullptr) {
-                WritePlaced(Between(frame, FrameOf(*geometry, frame)) * bindShape, depth,
-                            [&](int at) { WriteGeometry(*geometry, child, at); });
+            const Deformed deformed = Deform(*child, frame);
+            if (deformed.Geometry != nullptr) {
+                WritePlaced(deformed.Placement, depth,
+                            [&](int at) { WriteGeometry(*deformed.Geometry, child, at, deformed.Morphs); });
             }
         } else if (name == "instance_camera") {
             const Element* camera = InstanceTarget(*child);
             if (camera != nullptr && camera->Name == "camera") {
-                WritePlaced(Between(frame, FrameOf(*camera, frame)), depth, [&](int at) { WriteCamera(*camera, at); });
+                WritePlaced(PlacementIn(frame, *camera), depth, [&](int at) { WriteCamera(*camera, at); });
             }
         } else if (name == "instance_light") {
             const Element* light = InstanceTarget(*child);
             if (light != nullptr && light->Name == "light") {
-                WritePlaced(Between(frame, FrameOf(*light, frame)), depth, [&](int at) { WriteLight(*light, at); });
+                WritePlaced(PlacementIn(frame, *light), depth, [&](int at) { WriteLight(*light, at); });
             }
         }
     }
@@ -1006,12 +1023,13 @@ void SceneWriter::WritePlaced(const Matrix4& placement, int depth, const std::fu
     PutPending();
 }
 
-void SceneWriter::WriteGeometry(const Element& geometry, const Element* instance, int depth) {
+void SceneWriter::WriteGeometry(const Element& geometry, const Element* instance, int depth,
+                                std::span<const Element* const> morphs) {
     const Element* mesh = tree_.Child(geometry, "mesh");
     if (mesh == nullptr) return;
     for (const Element* primitive = tree_.FirstChild(*mesh); primitive != nullptr;
          primitive = tree_.NextSibling(*primitive)) {
-        if (PrimitiveWanted(*primitive)) WritePrimitive(geometry, *primitive, instance, depth);
+        if (PrimitiveWanted(*primitive)) WritePrimitive(geometry, *primitive, instance, depth, morphs);
     }
 }
 
@@ -1022,10 +1040,10 @@ const EffectLook& SceneWriter::LookOf(const Element* material) {
 }
 
 void SceneWriter::WritePrimitive(const Element& geometry, const Element& primitive, const Element* instance,
-                                 int depth) {
+                                 int depth, std::span<const Element* const> morphs) {
     Inputs inputs = ReadInputs(tree_, primitive);
     if (!inputs.Position) return;
-    ApplyMorphs(instance, inputs);
+    ApplyMorphs(morphs, inputs);
     const Element* material = BoundMaterial(instance, primitive.Attribute("material"));
     const EffectLook& look = LookOf(material);
     const bool lines = IsLinePrimitive(primitive.Name);
@@ -1402,8 +1420,8 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
 
     // The scene is Y-up and in metres: one turn and one scale at the root,
     // those of the visual scene (or of the document when there is none).
-    const Frame documentFrame = ApplyAsset(*root, Frame{});
-    const Frame rootFrame = visualScene != nullptr ? FrameOf(*visualScene, documentFrame) : documentFrame;
+    documentFrame_ = ApplyAsset(*root, Frame{});
+    const Frame rootFrame = visualScene != nullptr ? FrameOf(*visualScene, documentFrame_) : documentFrame_;
     const double meter = rootFrame.Meter;
     const Matrix4 rootMatrix = UpAxisMatrix(rootFrame.UpAxis) * ScaleMatrix(meter, meter, meter);
 
@@ -1414,7 +1432,7 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
         scene.Bounds.AddPlaced(inner.Bounds, Matrix4());
         scene.Eyes.AddPlaced(inner.Eyes, Matrix4());
     }
-    for (const Element* geometry : loose) MeasureGeometry(*geometry, nullptr, Between(rootFrame, FrameOf(*geometry, rootFrame)), scene);
+    for (const Element* geometry : loose) MeasureGeometry(*geometry, PlacementIn(rootFrame, *geometry), scene);
     if (!scene.HasShapes) {
         throw ConversionError(ErrorKind::kNothingToConvert,
                               options_.WritePolygons && options_.WriteLines
@@ -1454,8 +1472,7 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
         PutPending();
         for (const Element* node : nodes) WriteNode(*node, rootFrame, 2);
         for (const Element* geometry : loose) {
-            WritePlaced(Between(rootFrame, FrameOf(*geometry, rootFrame)), 2,
-                        [&](int at) { WriteGeometry(*geometry, nullptr, at); });
+            WritePlaced(PlacementIn(rootFrame, *geometry), 2, [&](int at) { WriteGeometry(*geometry, nullptr, at); });
         }
         Put("\t</Transform>\n</Scene>\n</X3D>\n");
         out.Flush();

@@ -271,9 +271,16 @@ TEST(FaithfulFrames, ALocalUnitOrUpAxisAppliesToWhatItsElementHolds) {
     EXPECT_EQ(AttributeNear(unit.Text, "DEF='n'", "translation"), "50 -20 -100");
     EXPECT_EQ(AttributeNear(unit.Text, "DEF='n'", "scale"), "1000 1000 1000");
     EXPECT_EQ(AttributeNear(unit.Text, "DEF='n'", "rotation"), "");
-    // The geometry it instances has no asset of its own: it is in the node's
-    // units, with nothing between them.
-    EXPECT_NE(unit.Text.find("scale='1000 1000 1000'>\n\t\t\t<Shape>"), std::string::npos);
+    // The geometry it instances has no asset of its own: it is in the units
+    // of the document, where it is written, a thousandth of the node's.
+    EXPECT_NE(unit.Text.find("scale='1000 1000 1000'>\n\t\t\t<Transform scale='0.001 0.001 0.001'>\n\t\t\t\t<Shape>"),
+              std::string::npos);
+    // A skin's bind shape is in its library's units: 100 cm.
+    const Outcome skin = Convert(Document(R"(<node><instance_controller url="#s"/></node>)", "",
+                                          R"(<library_controllers><asset><unit meter="0.01"/></asset><controller id="s">
+        <skin source="#tri"><bind_shape_matrix>1 0 0 100 0 1 0 0 0 0 1 0 0 0 0 1</bind_shape_matrix></skin>
+        </controller></library_controllers>)"));
+    EXPECT_NE(skin.Text.find("<Transform translation='1 0 0'>\n\t\t\t\t<Shape>"), std::string::npos);
     // A Z-up node in a Y-up document: its (x y z) is the document's
     // (x z -y), a quarter turn backwards about X.
     const Outcome up = Convert(Document(R"(<node id="n"><asset><up_axis>Z_UP</up_axis></asset>

@@ -60,12 +60,12 @@ public:
     using ProgressHandler = std::function<void(char mark)>;
 
     // Throws std::bad_alloc when memory runs out.
-    Converter() : handle_(morvane_new()), callbacks_(new Callbacks) {
+    Converter() : callbacks_(new Callbacks), handle_(morvane_new()) {
         if (handle_ == nullptr) throw std::bad_alloc();
     }
     ~Converter() { morvane_free(handle_); }
     Converter(Converter&& other) noexcept
-        : handle_(std::exchange(other.handle_, nullptr)), callbacks_(std::move(other.callbacks_)) {}
+        : callbacks_(std::move(other.callbacks_)), handle_(std::exchange(other.handle_, nullptr)) {}
     Converter& operator=(Converter&& other) noexcept {
         std::swap(handle_, other.handle_);
         std::swap(callbacks_, other.callbacks_);
@@ -174,8 +174,10 @@ private:
         }
     }
 
-    morvane_converter* handle_;
+    // Made first, so that a converter is never left unfreed when making the
+    // callbacks' holder throws.
     std::unique_ptr<Callbacks> callbacks_;
+    morvane_converter* handle_;
 };
 
 }  // namespace morvane

@@ -6,6 +6,7 @@
 
 #include "events/element_kinds.h"
 #include "faithful/scene_writer.h"
+#include "support/path_text.h"
 
 namespace morvane {
 
@@ -87,13 +88,11 @@ void DocumentConverter::ConvertFaithful(const ConversionJob& job, OutputSink& ou
         settings.Location = job.Input.Name;
     }
     settings.Images = images;
-    // The document's URLs may name it by its own file name.
+    // The document's URLs may name it by its own file name (a URL's query
+    // and fragment are no part of it; a file's name may hold '#').
     std::string_view name = settings.Location;
-    name = name.substr(0, name.find_first_of("?#"));
-    if (const std::size_t slash = name.find_last_of("/\\"); slash != std::string_view::npos) {
-        name.remove_prefix(slash + 1);
-    }
-    faithfulReader_.Tree().SetDocumentName(name);
+    if (IsUrl(name)) name = name.substr(0, name.find_first_of("?#"));
+    faithfulReader_.Tree().SetDocumentName(FileNameOf(name));
     faithful::WriteScene(faithfulReader_.Tree(), settings, output, FaithfulOutputLimit(faithfulReader_.InputBytes()),
                          result.Warnings);
 }

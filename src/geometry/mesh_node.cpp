@@ -184,6 +184,23 @@ void MeshNode::ReleaseWeldIndex() {
     }
 }
 
+MeshLibrary::MeshLibrary(ColladaReader* document) : X3dNode(document) {}
+
+MeshLibrary::~MeshLibrary() = default;
+
+MeshNode* MeshLibrary::FindNext(std::string_view name, const MeshNode* after) const {
+    auto found = byGeometry_.find(name);
+    if (found == byGeometry_.end()) return nullptr;
+    const std::vector<MeshNode*>& meshes = found->second;
+    if (after == nullptr) return meshes.front();
+    // Meshes after `after` in library order, whatever its own geometry.
+    auto next = std::upper_bound(meshes.begin(), meshes.end(), after->LibraryPosition,
+                                 [](std::uint32_t position, const MeshNode* mesh) {
+                                     return position < mesh->LibraryPosition;
+                                 });
+    return next == meshes.end() ? nullptr : *next;
+}
+
 MeshNode& MeshLibrary::AddMesh(const std::string& geometryName, const std::string& materialName, MeshKind kind,
                                float creaseAngleDegrees) {
     if (children_.size() >= 0xFFFFFFFFu) throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);

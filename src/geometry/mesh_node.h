@@ -193,10 +193,6 @@ private:
     std::unique_ptr<MeshData> data_;
 };
 
-}  // namespace morvane
-
-namespace morvane {
-
 // All meshes of a document, in the order of their creation. The mesh being
 // filled is always the last one. Meshes stay where they were created, so
 // that pointers to them hold for the library's life.

@@ -21,23 +21,6 @@ void X3dNode::Write(TextOutput& out, int indent) {
 
 void NamedNode::Write(TextOutput&, int) {}
 
-MeshLibrary::MeshLibrary(ColladaReader* document) : X3dNode(document) {}
-
-MeshLibrary::~MeshLibrary() = default;
-
-MeshNode* MeshLibrary::FindNext(std::string_view name, const MeshNode* after) const {
-    auto found = byGeometry_.find(name);
-    if (found == byGeometry_.end()) return nullptr;
-    const std::vector<MeshNode*>& meshes = found->second;
-    if (after == nullptr) return meshes.front();
-    // Meshes after `after` in library order, whatever its own geometry.
-    auto next = std::upper_bound(meshes.begin(), meshes.end(), after->LibraryPosition,
-                                 [](std::uint32_t position, const MeshNode* mesh) {
-                                     return position < mesh->LibraryPosition;
-                                 });
-    return next == meshes.end() ? nullptr : *next;
-}
-
 ShapeNode::ShapeNode(ColladaReader* document, std::string name) : X3dNode(document), Name(std::move(name)) {}
 
 void ShapeNode::AddBinding(std::string symbol, std::string target) {

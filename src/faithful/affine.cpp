@@ -14,7 +14,6 @@ namespace {
 
 using Vector = std::array<double, 3>;
 
-constexpr double kRadiansPerDegree = std::numbers::pi / 180.0;
 // Below this, an axis component or an angle in radians is rounding noise.
 constexpr double kNoise = 1e-12;
 
@@ -208,6 +207,14 @@ Matrix4 operator*(const Matrix4& a, const Matrix4& b) {
         }
     }
     return out;
+}
+
+Matrix4 Transposed(const Matrix4& m) {
+    Matrix4 t;
+    for (int r = 0; r < 4; ++r) {
+        for (int c = 0; c < 4; ++c) t(r, c) = m(c, r);
+    }
+    return t;
 }
 
 int TransformValueCount(TransformKind kind) {

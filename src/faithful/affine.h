@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <numbers>
 #include <span>
 #include <string>
 #include <string_view>
@@ -22,6 +23,9 @@ struct Matrix4 {
 };
 
 Matrix4 operator*(const Matrix4& a, const Matrix4& b);
+Matrix4 Transposed(const Matrix4& m);
+
+inline constexpr double kRadiansPerDegree = std::numbers::pi / 180.0;
 
 // An axis and an angle in radians, the layout of an SFRotation.
 struct AxisAngle {

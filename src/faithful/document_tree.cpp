@@ -83,20 +83,34 @@ bool Element::HasAttribute(std::string_view name) const {
     return std::any_of(Attributes.begin(), Attributes.end(), [&](const auto& entry) { return entry.first == name; });
 }
 
-std::vector<double> ParseNumbers(std::string_view text) {
-    std::vector<double> numbers;
+std::vector<std::string_view> Words(std::string_view text) {
+    std::vector<std::string_view> words;
     std::size_t at = 0;
     while (at < text.size()) {
         while (at < text.size() && IsBlank(text[at])) ++at;
         std::size_t end = at;
         while (end < text.size() && !IsBlank(text[end])) ++end;
         if (end == at) break;
-        double value = 0.0;
-        const char* first = text.data() + at;
-        if (*first == '+') ++first;
-        const auto [ptr, error] = std::from_chars(first, text.data() + end, value);
-        numbers.push_back(error == std::errc() && ptr == text.data() + end ? value : 0.0);
+        words.push_back(text.substr(at, end - at));
         at = end;
+    }
+    return words;
+}
+
+std::string_view Trim(std::string_view text) {
+    while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+std::vector<double> ParseNumbers(std::string_view text) {
+    std::vector<double> numbers;
+    for (const std::string_view word : Words(text)) {
+        double value = 0.0;
+        const char* first = word.data();
+        if (*first == '+') ++first;
+        const auto [ptr, error] = std::from_chars(first, word.data() + word.size(), value);
+        numbers.push_back(error == std::errc() && ptr == word.data() + word.size() ? value : 0.0);
     }
     return numbers;
 }

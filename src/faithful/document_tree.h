@@ -42,6 +42,10 @@ struct Element {
 // Numbers in the text of a small element (a matrix, a colour, a float):
 // blanks between them, anything unreadable read as 0.
 std::vector<double> ParseNumbers(std::string_view text);
+// The text without the blanks around it.
+std::string_view Trim(std::string_view text);
+// The blank-separated words of a text (an IDREF_array's ids).
+std::vector<std::string_view> Words(std::string_view text);
 
 class DocumentTree {
 public:

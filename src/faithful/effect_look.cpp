@@ -7,13 +7,6 @@ namespace morvane::faithful {
 
 namespace {
 
-std::string_view Trim(std::string_view text) {
-    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-    while (!text.empty() && blank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && blank(text.back())) text.remove_suffix(1);
-    return text;
-}
-
 double Luminance(const Rgba& colour) { return 0.212671 * colour[0] + 0.715160 * colour[1] + 0.072169 * colour[2]; }
 
 std::optional<Rgba> ColourOf(const DocumentTree& tree, const Element* holder) {

@@ -30,13 +30,6 @@ constexpr int kMostTransformDepth = 1001;
 // Large lists are handed to the output in pieces of about this size.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
 
-std::string_view Trim(std::string_view text) {
-    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-    while (!text.empty() && blank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && blank(text.back())) text.remove_suffix(1);
-    return text;
-}
-
 std::size_t ToSize(std::string_view text, std::size_t fallback) {
     const std::vector<double> values = ParseNumbers(text);
     if (values.empty() || !(values[0] >= 0.0) || values[0] > 4e9) return fallback;
@@ -287,8 +280,6 @@ void KeepValidFaces(Faces& faces, const std::vector<const Channel*>& channels) {
     faces.Sizes.resize(keptFaces);
 }
 
-constexpr double kRadiansPerDegree = std::numbers::pi / 180.0;
-
 // X3D's fieldOfView is the angle across the smaller side of the view. The
 // sides' angles are related by tan(xfov / 2) = aspect * tan(yfov / 2). With
 // both angles the aspect is theirs; with one angle and no aspect the view is
@@ -340,14 +331,6 @@ struct Frame {
         return Meter != other.Meter ? Meter < other.Meter : UpAxis < other.UpAxis;
     }
 };
-
-Matrix4 Transposed(const Matrix4& m) {
-    Matrix4 t;
-    for (int r = 0; r < 4; ++r) {
-        for (int c = 0; c < 4; ++c) t(r, c) = m(c, r);
-    }
-    return t;
-}
 
 // Carries points written in frame `inner` into frame `outer`. Up-axis turns
 // are whole quarter turns, so the turn part is exact.
@@ -593,13 +576,7 @@ void SceneWriter::BlendMorph(const Element& morph, std::vector<float>& blend) co
         if (input->Attribute("semantic") == "MORPH_WEIGHT") {
             if (!ReadAccessor(tree_, source, weights)) weights = Accessor();
         } else if (input->Attribute("semantic") == "MORPH_TARGET" && source != nullptr) {
-            std::string_view list = tree_.TextAt(*source, {"IDREF_array"});
-            for (std::size_t start = list.find_first_not_of(" \t\r\n"); start != std::string_view::npos;
-                 start = list.find_first_not_of(" \t\r\n", start)) {
-                const std::size_t end = std::min(list.find_first_of(" \t\r\n", start), list.size());
-                names.push_back(list.substr(start, end - start));
-                start = end;
-            }
+            names = Words(tree_.TextAt(*source, {"IDREF_array"}));
         }
     }
     const bool relative = Trim(morph.Attribute("method")) == "RELATIVE";
@@ -871,7 +848,8 @@ void SceneWriter::WriteViewpoints(const Box& world, const Box& eyes) {
             {"Right", box.Lo[0] - side, centre[1], centre[2], {0, -1, 0, quarter}},
             {"Bottom", centre[0], box.Lo[1] - top, centre[2], {1, 0, 0, quarter}},
         };
-        std::rotate(views, views + FirstView(size), views + FirstView(size) + 1);
+        const int first = FirstView(size);
+        std::rotate(views, views + first, views + first + 1);
         const std::string base = OutputBaseName(settings_.OutputName);
         for (const View& view : views) {
             const std::string title = base + " " + view.Name;

@@ -22,6 +22,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <zlib.h>
 
 #include <chrono>
 #include <csignal>
@@ -84,6 +85,25 @@ std::string ConvertInPieces(std::string_view document, const std::vector<std::st
     MemorySink text;
     ConvertDocument(job, text);
     return text.TakeText();
+}
+
+std::string Gunzip(const std::string& compressed) {
+    z_stream z{};
+    if (inflateInit2(&z, 15 + 16) != Z_OK) return "<not gzip>";
+    z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(compressed.data()));
+    z.avail_in = static_cast<uInt>(compressed.size());
+    std::string text;
+    int status = Z_OK;
+    while (status == Z_OK) {
+        char buffer[4096];
+        z.next_out = reinterpret_cast<Bytef*>(buffer);
+        z.avail_out = sizeof buffer;
+        status = inflate(&z, Z_NO_FLUSH);
+        text.append(buffer, sizeof buffer - z.avail_out);
+    }
+    const bool whole = status == Z_STREAM_END && z.avail_in == 0;
+    inflateEnd(&z);
+    return whole ? text : "<not gzip>";
 }
 
 std::string ReadFile(const std::filesystem::path& path) {

@@ -58,6 +58,9 @@ std::string ConvertInPieces(std::string_view document, const std::vector<std::st
                             const std::string& outputName, std::size_t chunkSize);
 
 std::string ReadFile(const std::filesystem::path& path);
+// The text of a gzip stream, read with zlib; "<not gzip>" when it is not
+// one whole gzip member.
+std::string Gunzip(const std::string& compressed);
 void WriteFile(const std::filesystem::path& path, const std::string& content);
 
 // A fresh directory, removed with everything in it when the object goes.

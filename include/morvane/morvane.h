@@ -112,7 +112,9 @@ MORVANE_API void morvane_free(morvane_converter* converter);
  * "-z", the crease angle with its number joined ("-a30"), and
  * "--faithful"; the letters after the dash in either case. Any other word,
  * a file name among them, gives MORVANE_BAD_OPTION and changes nothing; a
- * null word gives MORVANE_INVALID_ARGUMENT. */
+ * null word gives MORVANE_INVALID_ARGUMENT. "-z" is accepted and changes
+ * nothing here: the output is always X3D text, and compressing it (the
+ * program's gzip-compressed .x3dz file) is up to whoever stores it. */
 MORVANE_API morvane_status morvane_set_options(morvane_converter* converter, const char* const* words,
                                                size_t count);
 /* The name the output goes by ("model.x3d"): the viewpoints are named

@@ -46,7 +46,9 @@ void PrintHelp(std::FILE* out) {
     PrintUsage(out);
     std::fputs("\nLong options:\n", out);
     std::fputs("--faithful : write the scene as the document describes it, as valid X3D 3.3 (placement, up axis\n"
-               "             and unit, materials and opacity, images found and converted to PNG beside the output)\n",
+               "             and unit, materials and opacity, images found and converted to PNG beside the output);\n"
+               "             the derived output name replaces .dae, .kmz or .zae by .x3d, and with -z the output\n"
+               "             is gzip-compressed X3D named .x3dz\n",
                out);
     std::fputs("--help     : print this help (with no input)\n", out);
     std::fputs("--version  : print the version (with no input)\n", out);

@@ -16,6 +16,7 @@
 #include "document/output_file.h"
 #include "driver/command_line.h"
 #include "driver/image_files.h"
+#include "support/gzip_sink.h"
 #include "support/path_text.h"
 
 namespace morvane {
@@ -38,11 +39,22 @@ bool IsDirectory(const std::string& name) {
     return !name.empty() && stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-bool EndsWithDaeAnyCase(const std::string& name) {
-    if (name.size() < 4) return false;
-    std::string tail = name.substr(name.size() - 4);
-    for (char& c : tail) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return tail == ".dae";
+std::string Lowered(std::string_view text) {
+    std::string lowered(text);
+    for (char& c : lowered) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return lowered;
+}
+
+bool EndsWithAnyCase(const std::string& name, std::string_view extension) {
+    return name.size() >= extension.size() &&
+           Lowered(std::string_view(name).substr(name.size() - extension.size())) == extension;
+}
+
+// The extensions of the documents the faithful output reads: a COLLADA
+// document and the two archives that carry one.
+bool IsDocumentExtension(std::string_view extension) {
+    const std::string lowered = Lowered(extension);
+    return lowered == ".dae" || lowered == ".kmz" || lowered == ".zae";
 }
 
 // The local file that an input names, a path or a file:// URL; empty for a
@@ -64,7 +76,7 @@ bool IsTheInput(const std::string& input, const OutputTarget& target) {
 
 // Why the output of `input` may not go to `output`, if it may not. Found
 // out before anything else happens for the input.
-std::optional<ConversionError> RefuseOutput(const std::string& input, const std::string& output) {
+std::optional<ConversionError> RefuseOutput(const std::string& input, const std::string& output, OutputNaming naming) {
     const OutputTarget target = FindOutputTarget(output);
     if (!target.Refusal.empty()) return ConversionError(ErrorKind::kCannotWrite, target.Refusal);
     if (IsTheInput(input, target)) {
@@ -72,8 +84,11 @@ std::optional<ConversionError> RefuseOutput(const std::string& input, const std:
     }
     // The name of the file itself, which a link in between may hide.
     const std::string& file = target.ThroughLink ? target.Path : output;
-    if (target.Descriptor < 0 && target.Exists && !S_ISDIR(target.Status.st_mode) && EndsWithDaeAnyCase(file)) {
-        return ConversionError(ErrorKind::kOutputRefused, "refused: " + file + " is an existing .dae file");
+    if (target.Descriptor < 0 && target.Exists && !S_ISDIR(target.Status.st_mode) &&
+        IsProtectedDocumentName(file, naming)) {
+        // Each protected extension has four characters.
+        const std::string kind = Lowered(std::string_view(file).substr(file.size() - 4));
+        return ConversionError(ErrorKind::kOutputRefused, "refused: " + file + " is an existing " + kind + " file");
     }
     if (const int error = WriteAccessError(target); error != 0) {
         return ConversionError(ErrorKind::kCannotWrite, CannotWrite(output, error));
@@ -146,7 +161,7 @@ std::string ShownInOneLine(const std::string& text) {
     return shown;
 }
 
-std::string DeriveOutputName(const std::string& input, const std::string& extension) {
+std::string DeriveOutputName(const std::string& input, const std::string& extension, OutputNaming naming) {
     std::string name = input;
     std::string ignored;
     if (IsFileUrl(input)) {
@@ -155,6 +170,15 @@ std::string DeriveOutputName(const std::string& input, const std::string& extens
         if (!LocalPathOfFileUrl(input, name, ignored)) name = input.substr(std::string_view("file://").size());
     } else if (name.starts_with("http")) {
         name = FileNameOf(name);
+    }
+    if (naming == OutputNaming::kFaithful) {
+        // Only the last component counts: a folder "proj.dae/" keeps its name.
+        const std::size_t start = FileNameStart(name);
+        const std::size_t dot = name.rfind('.');
+        if (dot != std::string::npos && dot > start && IsDocumentExtension(std::string_view(name).substr(dot))) {
+            name.erase(dot);
+        }
+        return name + extension;
     }
     // From the second character on, so that a name starting ".dae" keeps it.
     const std::size_t dae = name.empty() ? std::string::npos : name.find(".dae", 1);
@@ -166,12 +190,18 @@ std::string DeriveOutputName(const std::string& input, const std::string& extens
     return name;
 }
 
-std::string ResolveOutputName(const std::string& input, const std::string& extension, const std::string& output) {
-    if (output.empty()) return DeriveOutputName(input, extension);
+std::string ResolveOutputName(const std::string& input, const std::string& extension, const std::string& output,
+                              OutputNaming naming) {
+    if (output.empty()) return DeriveOutputName(input, extension, naming);
     if (!IsDirectory(output)) return output;
     std::string inside = output;
     if (inside.back() != '/') inside += '/';
-    return inside + std::string(AfterLast(DeriveOutputName(input, extension), '/'));
+    return inside + std::string(AfterLast(DeriveOutputName(input, extension, naming), '/'));
+}
+
+bool IsProtectedDocumentName(const std::string& name, OutputNaming naming) {
+    if (EndsWithAnyCase(name, ".dae")) return true;
+    return naming == OutputNaming::kFaithful && (EndsWithAnyCase(name, ".kmz") || EndsWithAnyCase(name, ".zae"));
 }
 
 bool MatchesPattern(std::string_view pattern, std::string_view name) {
@@ -229,15 +259,19 @@ ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& re
         Report(console, input, reason);
         return {ConversionError(ErrorKind::kCannotOpen, reason), {}};
     }
-    const std::string outputName = ResolveOutputName(input, kOutputExtension, request.Output);
+    ConversionOptions& options = request.Options;
+    // -z compresses the faithful output only; the classic one never was.
+    const bool compressed = options.Faithful && options.GzipOutput;
+    const OutputNaming naming = options.Faithful ? OutputNaming::kFaithful : OutputNaming::kClassic;
+    const std::string outputName =
+        ResolveOutputName(input, compressed ? kCompressedOutputExtension : kOutputExtension, request.Output, naming);
     // A target that can never be written, or must not be, is found out
     // before the prompt and the parse, so that no work is spent on it.
-    if (std::optional<ConversionError> refusal = RefuseOutput(input, outputName)) {
+    if (std::optional<ConversionError> refusal = RefuseOutput(input, outputName, naming)) {
         Report(console, input, refusal->Message());
         return {std::move(refusal), {}};
     }
 
-    ConversionOptions& options = request.Options;
     if (request.WarnOnLargeFile && options.SmoothMeshes && FileSize(input) > kLargeFileBytes) {
         std::fputs("This file may take a long time to smooth & optimize.\nAre you sure you want to do this? (y/n):",
                    console.out);
@@ -247,9 +281,13 @@ ConversionResult ConvertFile(DocumentConverter& converter, const FileRequest& re
     }
 
     OutputStream file(outputName);
+    // Compresses into the file as the text comes; built either way, it
+    // holds nothing until it begins.
+    GzipSink gzip(file);
+    OutputSink& output = compressed ? static_cast<OutputSink&>(gzip) : file;
     ImageFiles images(outputName);
     const ConversionResult result =
-        converter.Convert({DocumentInput::Named(input, request.BatchMatch), options, outputName, {}}, file,
+        converter.Convert({DocumentInput::Named(input, request.BatchMatch), options, outputName, {}}, output,
                           &request.Progress, options.Faithful ? &images : nullptr);
     // A document read to its end that has nothing to convert is a parse
     // that went through.

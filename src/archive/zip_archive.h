@@ -28,6 +28,9 @@ bool LooksLikeZip(std::string_view head);
 // hundred at most).
 inline constexpr std::size_t kMostEntries = 100000;
 
+// "64 MiB" for a whole number of MiB, "1000 bytes" otherwise.
+std::string SizeText(std::uint64_t bytes);
+
 // A document entry may inflate to at most this many times the archive's
 // size, and never need be smaller than kDocumentFloorBytes: real COLLADA
 // documents deflate to between a third and a twentieth of their size, and

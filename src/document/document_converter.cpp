@@ -116,6 +116,7 @@ std::unique_ptr<OpenArchive> DocumentConverter::ParseOrOpenArchive(const Documen
         case DocumentInput::Kind::kFile:
         case DocumentInput::Kind::kUrl: {
             std::string path = input.Name;
+            if (input.Source == DocumentInput::Kind::kUrl && !IsUrl(input.Name)) break;
             if (input.Source == DocumentInput::Kind::kUrl && IsFileUrl(input.Name)) {
                 std::string reason;
                 if (!LocalPathOfFileUrl(input.Name, path, reason)) break;
@@ -148,10 +149,9 @@ std::unique_ptr<OpenArchive> DocumentConverter::ParseOrOpenArchive(const Documen
         const std::size_t got = zip.Read(buffer, size);
         inflated += got;
         if (inflated > most) {
-            throw ConversionError(ErrorKind::kBadArchive, "zip archive entry " + document.Name + " inflates to more than " +
-                                                              std::to_string(most >> 20) + " MiB (" +
-                                                              std::to_string(archive::kDocumentInflation) +
-                                                              " times the archive)");
+            throw ConversionError(ErrorKind::kBadArchive, "zip archive entry " + document.Name +
+                                                              " inflates to more than " + archive::SizeText(most) +
+                                                              ", the most for an archive of its size");
         }
         return got;
     });

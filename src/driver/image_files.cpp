@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -71,13 +72,19 @@ struct Folder {
 // errno on failure; EINVAL for a name with an empty, "." or ".." part, or
 // an absolute one, which could lead elsewhere.
 int OpenFolderOf(const std::string& root, std::string& name, Folder& folder) {
+    // Every part is looked at before any folder is made.
+    for (std::size_t start = 0; start <= name.size();) {
+        const std::size_t slash = std::min(name.find('/', start), name.size());
+        const std::string_view part = std::string_view(name).substr(start, slash - start);
+        if (part.empty() || part == "." || part == "..") return EINVAL;
+        start = slash + 1;
+    }
     folder.fd = open(root.empty() ? "." : root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder.fd < 0) return errno;
     std::size_t start = 0;
     while (true) {
         const std::size_t slash = name.find('/', start);
         const std::string part = name.substr(start, slash == std::string::npos ? std::string::npos : slash - start);
-        if (part.empty() || part == "." || part == "..") return EINVAL;
         if (slash == std::string::npos) {
             name = part;
             return 0;

@@ -30,7 +30,7 @@ install(FILES ${CMAKE_BINARY_DIR}/morvane-config.cmake ${CMAKE_BINARY_DIR}/morva
         DESTINATION ${MORVANE_CMAKE_DIR} COMPONENT library)
 
 # pkg-config: the shared library by default, the static one with --static.
-set(MORVANE_PC_REQUIRES_PRIVATE "expat zlib libcurl")
+set(MORVANE_PC_REQUIRES_PRIVATE "expat libcurl minizip zlib")
 if(MORVANE_TIFF)
   string(APPEND MORVANE_PC_REQUIRES_PRIVATE " libtiff-4")
 endif()

@@ -1,7 +1,8 @@
 /* morvane: COLLADA 1.4 documents converted to X3D scenes, in memory.
  *
- * A converter takes a document as bytes and gives the X3D text, either
- * whole or piece by piece to a function of the caller's. It reads no file
+ * A converter takes a document (or, under --faithful, a zip archive that
+ * holds one) as bytes and gives the X3D text, either whole or piece by
+ * piece to a function of the caller's. It reads no file
  * but the images that a --faithful conversion names (looked for where the
  * document's location says), writes no file, opens no connection and
  * prints nothing: every refusal and every warning is a value.
@@ -90,8 +91,8 @@ typedef struct morvane_converter morvane_converter;
  * the conversion, which then ends with MORVANE_REFUSED. */
 typedef int (*morvane_write_fn)(void* user, const char* data, size_t size);
 /* Takes an image made for the output (a PNG standing in for an image that
- * browsers cannot decode), under the relative name the output gives it.
- * Returns 0 when it was stored. */
+ * browsers cannot decode, or an image taken out of an archive), under the
+ * relative name the output gives it. Returns 0 when it was stored. */
 typedef int (*morvane_image_fn)(void* user, const char* name, const unsigned char* data, size_t size);
 /* Takes one progress mark ('.', '+', '!'). */
 typedef void (*morvane_progress_fn)(void* user, char mark);
@@ -134,7 +135,12 @@ MORVANE_API morvane_status morvane_set_progress_handler(morvane_converter* conve
                                                         morvane_progress_fn handler, void* user);
 
 /* Converts `size` bytes of a document, handing the output to `write` piece
- * by piece. The pieces make the whole output only when the result is
+ * by piece. Under --faithful the bytes may also be a zip archive (.kmz,
+ * .zae), known by its first bytes: its document is converted, and the
+ * images it names are taken from the archive and handed to the image
+ * function under "OUTPUT_files/PATH" (OUTPUT the output name's last part
+ * less its extension, PATH the image's path in the archive), the name the
+ * output uses. The pieces make the whole output only when the result is
  * MORVANE_OK; otherwise what was handed must be thrown away. */
 MORVANE_API morvane_status morvane_convert(morvane_converter* converter, const void* document, size_t size,
                                            morvane_write_fn write, void* user);

@@ -1,9 +1,15 @@
 #include "document/document_converter.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <new>
 
+#include "archive/archive_document.h"
+#include "archive/zip_archive.h"
 #include "events/element_kinds.h"
 #include "faithful/scene_writer.h"
 #include "support/path_text.h"
@@ -35,7 +41,41 @@ std::uint64_t FaithfulOutputLimit(std::uint64_t inputBytes) {
     return std::max(kFloor, kFactor * inputBytes);
 }
 
+// A local file that holds a zip archive, open for reading; -1 for anything
+// else, which is then parsed by name like any document (its errors
+// included). Only a regular file is looked into: reading the head of a
+// FIFO would take it from the parse.
+int OpenIfArchive(const std::string& path, std::uint64_t& size) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return -1;
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (descriptor < 0) return -1;
+    char head[4];
+    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+        pread(descriptor, head, sizeof head, 0) == static_cast<ssize_t>(sizeof head) &&
+        archive::LooksLikeZip(std::string_view(head, sizeof head))) {
+        size = static_cast<std::uint64_t>(status.st_size);
+        return descriptor;
+    }
+    close(descriptor);
+    return -1;
+}
+
 }  // namespace
+
+// An archive being read, with what its bytes live in.
+struct OpenArchive {
+    int Descriptor = -1;
+    std::string Downloaded;
+    // Declared last, so that it goes before the bytes it reads.
+    std::unique_ptr<archive::ZipArchive> Zip;
+    archive::ArchiveDocument Found;
+
+    ~OpenArchive() {
+        Zip.reset();
+        if (Descriptor >= 0) close(Descriptor);
+    }
+};
 
 ResultCode DocumentConverter::Attach() {
     const ResultCode result = reader_.PutContentHandler(&converter_);
@@ -67,6 +107,59 @@ void DocumentConverter::Parse(const DocumentInput& input) {
     }
 }
 
+std::unique_ptr<OpenArchive> DocumentConverter::ParseOrOpenArchive(const DocumentInput& input) {
+    auto opened = std::make_unique<OpenArchive>();
+    switch (input.Source) {
+        case DocumentInput::Kind::kMemory:
+            if (!archive::LooksLikeZip(input.Bytes)) break;
+            opened->Zip = std::make_unique<archive::ZipArchive>(archive::MemorySource(input.Bytes));
+            break;
+        case DocumentInput::Kind::kFile:
+        case DocumentInput::Kind::kUrl: {
+            std::string path = input.Name;
+            if (input.Source == DocumentInput::Kind::kUrl && !IsUrl(input.Name)) break;
+            if (input.Source == DocumentInput::Kind::kUrl && IsFileUrl(input.Name)) {
+                std::string reason;
+                if (!LocalPathOfFileUrl(input.Name, path, reason)) break;
+            } else if (input.Source == DocumentInput::Kind::kUrl && IsUrl(input.Name)) {
+                // A zip's directory is at its end: a downloaded archive is
+                // kept whole, a document parsed as it arrives.
+                if (!reader_.DownloadOrParse(input.Name, 4, archive::LooksLikeZip, opened->Downloaded)) return nullptr;
+                opened->Zip = std::make_unique<archive::ZipArchive>(archive::MemorySource(opened->Downloaded));
+                break;
+            }
+            std::uint64_t size = 0;
+            opened->Descriptor = OpenIfArchive(path, size);
+            if (opened->Descriptor < 0) break;
+            opened->Zip = std::make_unique<archive::ZipArchive>(archive::DescriptorSource(opened->Descriptor, size));
+            break;
+        }
+    }
+    if (!opened->Zip) {
+        Parse(input);
+        return nullptr;
+    }
+    archive::ZipArchive& zip = *opened->Zip;
+    opened->Found = archive::FindDocument(zip);
+    const archive::Entry& document = *opened->Found.Document;
+    // Inflated piece by piece into the parser, never whole in memory.
+    const std::uint64_t most = archive::MostDocumentBytes(zip.Bytes());
+    std::uint64_t inflated = 0;
+    zip.Open(document);
+    reader_.ParseStream([&](char* buffer, std::size_t size) {
+        const std::size_t got = zip.Read(buffer, size);
+        inflated += got;
+        if (inflated > most) {
+            throw ConversionError(ErrorKind::kBadArchive, "zip archive entry " + document.Name +
+                                                              " inflates to more than " + archive::SizeText(most) +
+                                                              ", the most for an archive of its size");
+        }
+        return got;
+    });
+    zip.Close();
+    return opened;
+}
+
 void DocumentConverter::ConvertFaithful(const ConversionJob& job, OutputSink& output, ImageSink* images,
                                         ConversionResult& result) {
     struct Rebind {
@@ -79,7 +172,7 @@ void DocumentConverter::ConvertFaithful(const ConversionJob& job, OutputSink& ou
     if (reader_.PutContentHandler(&faithfulReader_) != kResultOk) {
         throw ConversionError(ErrorKind::kInternalError, "internal error: the reader cannot be set up");
     }
-    Parse(job.Input);
+    const std::unique_ptr<OpenArchive> opened = ParseOrOpenArchive(job.Input);
     faithful::SceneSettings settings;
     settings.Options = job.Options;
     settings.OutputName = job.OutputName;
@@ -88,10 +181,16 @@ void DocumentConverter::ConvertFaithful(const ConversionJob& job, OutputSink& ou
         settings.Location = job.Input.Name;
     }
     settings.Images = images;
+    if (opened) {
+        settings.Archive = opened->Zip.get();
+        settings.ArchiveDocument = opened->Found.Document->Name;
+        settings.Notes = opened->Found.Placement;
+        result.Warnings = opened->Zip->Warnings();
+    }
     // The document's URLs may name it by its own file name (a URL's query
     // and fragment are no part of it; a file's name may hold '#').
-    std::string_view name = settings.Location;
-    if (IsUrl(name)) name = name.substr(0, name.find_first_of("?#"));
+    std::string_view name = opened ? std::string_view(settings.ArchiveDocument) : std::string_view(settings.Location);
+    if (!opened && IsUrl(name)) name = name.substr(0, name.find_first_of("?#"));
     faithfulReader_.Tree().SetDocumentName(FileNameOf(name));
     faithful::WriteScene(faithfulReader_.Tree(), settings, output, FaithfulOutputLimit(faithfulReader_.InputBytes()),
                          result.Warnings);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -108,6 +109,11 @@ public:
 
 private:
     void Parse(const DocumentInput& input);
+    // The faithful output's reading: a zip archive (recognised by its
+    // first bytes, whatever its name) is opened and its document inflated
+    // into the reader; any other input is parsed as it is. Null for a plain
+    // document.
+    std::unique_ptr<struct OpenArchive> ParseOrOpenArchive(const DocumentInput& input);
     // The faithful output: the document is read into a tree by a handler of
     // its own, then bound and written.
     void ConvertFaithful(const ConversionJob& job, OutputSink& output, ImageSink* images, ConversionResult& result);

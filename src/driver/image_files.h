@@ -19,7 +19,10 @@ public:
     bool PutImage(const std::string& name, std::string_view bytes, std::string& reason) override;
     // Tries `name`, then "stem-1.ext", "stem-2.ext"... up to 999: the first
     // that does not exist is created, and one that holds exactly `bytes`
-    // already is taken as it is.
+    // already is taken as it is. A name with folders in it (the images of
+    // an archive, "model_files/maps/wood.png") has them made below the
+    // output's folder, never through a link, and never with a "..", "." or
+    // empty part.
     bool PlaceImage(std::string& name, std::string_view bytes, std::string& reason) override;
 
 private:

@@ -168,6 +168,19 @@ public:
         return false;
     }
 
+    // Pulls a document to its end straight into the parser's own buffers.
+    // False once the parse has failed.
+    bool AppendPulled(const std::function<std::size_t(char*, std::size_t)>& read) {
+        while (!failure_) {
+            if (!OpenBlock()) return false;
+            const std::size_t got = read(block_ + blockFilled_, blockSize_ - blockFilled_);
+            if (got == 0) return true;
+            blockFilled_ += got;
+            if (blockFilled_ == blockSize_) ParseBlock(false);
+        }
+        return false;
+    }
+
     // Ends the document, or throws the failure of the parse.
     void Finish() {
         if (!failure_) {
@@ -321,11 +334,57 @@ bool IsThisMachine(const char* host) {
     return host[0] == '\0' || EqualsIgnoringCase(host, "localhost") || std::strcmp(host, "127.0.0.1") == 0;
 }
 
+// Where a download goes: into the parser as it arrives, or, once its
+// first bytes asked for it, whole into a string.
+struct DownloadTarget {
+    ParseSession* Session = nullptr;
+    std::size_t HeadBytes = 0;
+    const std::function<bool(std::string_view)>* KeepWhole = nullptr;
+    std::string* Body = nullptr;
+    enum class Mode { kDeciding, kParsing, kKeeping } Now = Mode::kParsing;
+    std::string Head;
+
+    bool Take(const char* data, std::size_t bytes) {
+        if (Now == Mode::kDeciding) {
+            const std::size_t piece = std::min(bytes, HeadBytes - Head.size());
+            Head.append(data, piece);
+            data += piece;
+            bytes -= piece;
+            if (Head.size() < HeadBytes) return true;
+            if (!Decide()) return false;
+        }
+        if (Now == Mode::kKeeping) {
+            Body->append(data, bytes);
+            return true;
+        }
+        return Session->Append(data, bytes);
+    }
+
+    // Settles where the body goes, once its head is in (or the body ended
+    // within it); false when the parse has failed.
+    bool Decide() {
+        Now = (*KeepWhole)(Head) ? Mode::kKeeping : Mode::kParsing;
+        if (Now == Mode::kKeeping) {
+            *Body = std::move(Head);
+            return true;
+        }
+        return Session->Append(Head.data(), Head.size());
+    }
+};
+
 std::size_t OnDownloadData(char* data, std::size_t size, std::size_t count, void* user) {
-    auto* session = static_cast<ParseSession*>(user);
+    auto* target = static_cast<DownloadTarget*>(user);
     const std::size_t bytes = size * count;
     // Returning less than was given makes libcurl abandon the transfer.
-    return session->Append(data, bytes) ? bytes : 0;
+    try {
+        return target->Take(data, bytes) ? bytes : 0;
+    } catch (const std::bad_alloc&) {
+        target->Session->Fail(ConversionError(ErrorKind::kOutOfMemory, kOutOfMemory));
+        return 0;
+    } catch (const std::length_error&) {
+        target->Session->Fail(ConversionError(ErrorKind::kOutOfMemory, kOutOfMemory));
+        return 0;
+    }
 }
 #endif
 
@@ -435,6 +494,15 @@ void XmlReader::ParseBuffer(std::string_view document, std::size_t chunkSize) {
     });
 }
 
+void XmlReader::ParseStream(const std::function<std::size_t(char*, std::size_t)>& read) {
+    ParseRefusingOutOfMemory([&] {
+        ParseSession session(handler_);
+        session.Begin();
+        if (session.AppendPulled(read)) session.Finish();
+        session.ThrowIfFailed();
+    });
+}
+
 void XmlReader::ParseFile(const std::string& path, bool regularFileOnly) {
     ParseRefusingOutOfMemory([&] { ParseLocalFile(path, regularFileOnly); });
 }
@@ -460,9 +528,13 @@ void XmlReader::ParseLocalFile(const std::string& path, bool regularFileOnly) {
 }
 
 #if !MORVANE_CURL
-void XmlReader::ParseDownload(const std::string&) { throw ConversionError(ErrorKind::kCannotOpen, kNoUrls); }
+void XmlReader::ParseDownload(const std::string&, std::size_t, const std::function<bool(std::string_view)>*,
+                              std::string*) {
+    throw ConversionError(ErrorKind::kCannotOpen, kNoUrls);
+}
 #else
-void XmlReader::ParseDownload(const std::string& url) {
+void XmlReader::ParseDownload(const std::string& url, std::size_t headBytes,
+                              const std::function<bool(std::string_view)>* keepWhole, std::string* body) {
     InitialiseCurlOnce();
     // Before the handle, which may write into it up to its cleanup.
     char errorText[CURL_ERROR_SIZE] = "";
@@ -487,7 +559,15 @@ void XmlReader::ParseDownload(const std::string& url) {
     curl_easy_setopt(c, CURLOPT_LOW_SPEED_LIMIT, 1024L);
     curl_easy_setopt(c, CURLOPT_LOW_SPEED_TIME, 60L);
     curl_easy_setopt(c, CURLOPT_WRITEFUNCTION, &OnDownloadData);
-    curl_easy_setopt(c, CURLOPT_WRITEDATA, &session);
+    DownloadTarget target;
+    target.Session = &session;
+    if (keepWhole != nullptr && body != nullptr && headBytes > 0) {
+        target.HeadBytes = headBytes;
+        target.KeepWhole = keepWhole;
+        target.Body = body;
+        target.Now = DownloadTarget::Mode::kDeciding;
+    }
+    curl_easy_setopt(c, CURLOPT_WRITEDATA, &target);
 
     session.Begin();
     const CURLcode transfer = curl_easy_perform(c);
@@ -499,10 +579,25 @@ void XmlReader::ParseDownload(const std::string& url) {
                                                  : std::string("download failed: ") +
                                                        (errorText[0] != 0 ? errorText : curl_easy_strerror(transfer))));
     }
-    if (!session.Failed()) session.Finish();
+    // A body shorter than its head is decided on what came.
+    if (!session.Failed() && target.Now == DownloadTarget::Mode::kDeciding) target.Decide();
     session.ThrowIfFailed();
+    if (target.Now == DownloadTarget::Mode::kKeeping) return;
+    session.Finish();
 }
 
 #endif
+
+bool XmlReader::DownloadOrParse(const std::string& url, std::size_t headBytes,
+                                const std::function<bool(std::string_view)>& keepWhole, std::string& body) {
+    body.clear();
+    bool kept = false;
+    const std::function<bool(std::string_view)> keep = [&](std::string_view head) {
+        kept = keepWhole(head);
+        return kept;
+    };
+    ParseRefusingOutOfMemory([&] { ParseDownload(url, headBytes, &keep, &body); });
+    return kept;
+}
 
 }  // namespace morvane

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -76,10 +77,22 @@ public:
     // Parses a document held in memory, handed to the parser in pieces of
     // at most chunkSize bytes (0: all at once).
     void ParseBuffer(std::string_view document, std::size_t chunkSize = 0);
+    // Parses a document pulled in pieces from `read`, which fills the
+    // buffer it is given and says how many bytes it wrote (0 at the end);
+    // what it throws ends the parse. An entry of an archive is inflated
+    // this way straight into the parser.
+    void ParseStream(const std::function<std::size_t(char*, std::size_t)>& read);
+    // Downloads an http:// or https:// URL. When `keepWhole` says yes to the
+    // body's first bytes (at most `headBytes` of them), the body is not
+    // parsed but kept whole in `body`, and the result is true; otherwise it
+    // is parsed as it arrives, as by ParseUrl.
+    bool DownloadOrParse(const std::string& url, std::size_t headBytes,
+                         const std::function<bool(std::string_view)>& keepWhole, std::string& body);
 
 private:
     void ParseLocalFile(const std::string& path, bool regularFileOnly);
-    void ParseDownload(const std::string& url);
+    void ParseDownload(const std::string& url, std::size_t headBytes = 0,
+                       const std::function<bool(std::string_view)>* keepWhole = nullptr, std::string* body = nullptr);
 
     SaxContentHandler* handler_ = nullptr;
 };

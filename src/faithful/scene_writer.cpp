@@ -1251,6 +1251,67 @@ std::string SceneWriter::ImageUrl(const Element& image) {
     std::string& url = imageUrls_[&image];
     const std::string reference(Trim(tree_.TextAt(image, {"init_from"})));
     if (reference.empty()) return url;
+    if (settings_.Archive != nullptr) {
+        const ImageReference named = ReadImageReference(reference);
+        if (named.Type == ImageReference::Kind::Url) {
+            url = EncodeUrl(named.Path);
+            return url;
+        }
+        // As in a folder: relative to the document's entry, then (and for
+        // paths of other machines) the file name beside it. A ".." that
+        // would leave the archive finds nothing.
+        const std::string_view document = settings_.ArchiveDocument;
+        const std::string folder(document.substr(0, document.rfind('/') + 1));
+        std::vector<std::string> tries;
+        if (named.Type == ImageReference::Kind::Relative) tries = {named.Path, named.Undecoded};
+        tries.push_back(named.FileName);
+        tries.push_back(named.UndecodedFileName);
+        const archive::Entry* entry = nullptr;
+        for (const std::string& path : tries) {
+            if (path.empty()) continue;
+            const auto inArchive = archive::NormalizeEntryPath(folder + path);
+            if (inArchive && (entry = settings_.Archive->Find(*inArchive)) != nullptr) break;
+        }
+        if (entry == nullptr) {
+            Warn(ErrorKind::kCannotOpen, "image not found in the archive: " + reference);
+            url = EncodePath(named.Path);
+            return url;
+        }
+        // Each entry is extracted once. The key cannot be a file's path,
+        // which never holds a NUL.
+        const std::string key = std::string(1, '\0') + entry->Name;
+        if (const auto done = convertedFiles_.find(key); done != convertedFiles_.end()) {
+            url = done->second;
+            return url;
+        }
+        std::string name = OutputBaseName(settings_.OutputName) + "_files/" + entry->Name;
+        url = EncodePath(name);
+        convertedFiles_.emplace(key, url);
+        if (settings_.Images == nullptr) return url;
+        std::string bytes;
+        std::string error;
+        if (!settings_.Archive->ReadWhole(*entry, archive::kMostImageEntryBytes, bytes, error)) {
+            Warn(ErrorKind::kBadArchive, "image " + entry->Name + " not extracted: " + error);
+            return url;
+        }
+        const std::span<const unsigned char> data(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+        const BrowserImage prepared = PrepareForBrowsers(data, entry->Name);
+        std::string_view put = bytes;
+        if (prepared.Result == BrowserImage::Action::Converted) {
+            const std::size_t slash = name.rfind('/');
+            name = name.substr(0, slash + 1) + ReplaceExtension(std::string_view(name).substr(slash + 1), ".png");
+            put = std::string_view(reinterpret_cast<const char*>(prepared.Png.Png.data()), prepared.Png.Png.size());
+        } else if (prepared.Result == BrowserImage::Action::Failed) {
+            Warn(ErrorKind::kCannotRead, "image " + reference + " cannot be converted: " + prepared.Png.Error);
+        }
+        if (settings_.Images->PlaceImage(name, put, error)) {
+            url = EncodePath(name);
+            convertedFiles_[key] = url;
+        } else {
+            Warn(ErrorKind::kCannotWrite, "image " + reference + " not extracted: " + error);
+        }
+        return url;
+    }
     if (!settings_.LookUpImages) {
         url = EncodeUrl(reference);
         return url;
@@ -1431,6 +1492,12 @@ void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
             "xsd:noNamespaceSchemaLocation='http://www.web3d.org/specifications/x3d-3.3.xsd'>\n");
         WriteHead();
         Put("<Scene>\n");
+        if (!settings_.Notes.empty()) {
+            pending_ += "\t<WorldInfo info='";
+            AppendMFString(pending_, settings_.Notes);
+            pending_ += "'/>\n";
+            PutPending();
+        }
         if (options_.AutoBackground) {
             Put("\t<Background DEF='AutoBackground' skyColor='0.35 0.35 0.35' groundColor='0.3 0.3 0.3'/>\n");
         }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "archive/zip_archive.h"
 #include "events/conversion_options.h"
 #include "faithful/document_tree.h"
 #include "support/conversion_error.h"
@@ -28,6 +29,16 @@ struct SceneSettings {
     ImageSink* Images = nullptr;
     // Whether images are looked up on this machine's file system.
     bool LookUpImages = true;
+    // The archive the document was read from, and the document's entry in
+    // it; null for a document read by itself. The images of an archive's
+    // document are looked up in the archive, relative to the document's
+    // entry as in a folder, and handed to `Images` under
+    // "<output's name>_files/<entry's path>".
+    archive::ZipArchive* Archive = nullptr;
+    std::string ArchiveDocument;
+    // Lines of text the output carries in a WorldInfo (where an archive
+    // places the model on the globe).
+    std::vector<std::string> Notes;
 };
 
 // Writes the X3D document to `output` (Begin, then Commit or Abandon), the

@@ -18,6 +18,7 @@ const char* KindWord(ErrorKind kind) {
         case ErrorKind::kCannotWrite: return "cannot-write";
         case ErrorKind::kOutputRefused: return "output-refused";
         case ErrorKind::kNothingToConvert: return "nothing-to-convert";
+        case ErrorKind::kBadArchive: return "bad-archive";
         case ErrorKind::kInternalError: return "internal-error";
     }
     return "internal-error";

@@ -31,6 +31,7 @@ enum class ErrorKind {
     kCannotWrite,          // the output could not be made or written
     kOutputRefused,        // the output would replace what it must not
     kNothingToConvert,     // a whole document without a mesh
+    kBadArchive,           // a zip archive that is corrupt, unsafe or without a document
     kInternalError,
 };
 

@@ -1,7 +1,6 @@
 // The npm package as a user gets it: installed from the packed tarball into
 // a fresh folder (tests/wasm/run-package), imported by its name, and its
-// `morvane` command run as npx runs it. The archives' tests run when the
-// library reads archives (run-package says so by MORVANE_ARCHIVES=1).
+// `morvane` command run as npx runs it.
 import { test } from "node:test";
 import assert from "node:assert/strict";
 import { execFileSync, spawnSync } from "node:child_process";
@@ -339,8 +338,6 @@ const zae = await zipOf({
     "scene/tri.dae": textured("../maps/red.png"),
     "maps/red.png": redPng,
 });
-const archives = process.env.MORVANE_ARCHIVES === "1";
-const skip = !archives && "this build's library reads no archives";
 
 // An archive's image is named by a relative URL in one folder beside the
 // output, named after it, and the output names it so.
@@ -355,7 +352,7 @@ function checkArchiveImage(result, stem) {
     return image;
 }
 
-test("a KMZ converts the document its KML names, with its TGA as a PNG, and keeps the place as text", { skip }, () => {
+test("a KMZ converts the document its KML names, with its TGA as a PNG, and keeps the place as text", () => {
     const result = convert(kmz, { faithful: true, outputName: "tower.x3d" });
     const image = checkArchiveImage(result, "tower");
     assert.match(image.name, /\.png$/);
@@ -366,7 +363,7 @@ test("a KMZ converts the document its KML names, with its TGA as a PNG, and keep
     assert.match(result.x3d, /<WorldInfo [^>]*48\.8584/);
 });
 
-test("a ZAE converts the document its manifest names, its PNG handed over as it is", { skip }, () => {
+test("a ZAE converts the document its manifest names, its PNG handed over as it is", () => {
     for (const document of [zae, zae.buffer, Buffer.from(zae)]) {
         const result = convert(document, { faithful: true, outputName: "out/scene.x3d" });
         const image = checkArchiveImage(result, "scene");
@@ -375,14 +372,14 @@ test("a ZAE converts the document its manifest names, its PNG handed over as it 
     }
 });
 
-test("the classic conversion does not read archives", { skip }, () => {
+test("the classic conversion does not read archives", () => {
     const result = convert(kmz);
     assert.equal(result.ok, false);
     assert.deepEqual(result.images, []);
     assert.equal(result.diagnostics.filter(d => d.severity === "error").length, 1);
 });
 
-test("the morvane command converts an archive beside it with its images", { skip }, () => inFolder(work => {
+test("the morvane command converts an archive beside it with its images", () => inFolder(work => {
     writeFileSync(join(work, "tower.kmz"), kmz);
     const run = npx("--faithful", join(work, "tower.kmz"));
     assert.equal(run.status, 0, run.stderr.toString());

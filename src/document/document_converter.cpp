@@ -144,6 +144,9 @@ std::unique_ptr<OpenArchive> DocumentConverter::ParseOrOpenArchive(const Documen
     const archive::Entry& document = *opened->Found.Document;
     // Inflated piece by piece into the parser, never whole in memory.
     const std::uint64_t most = archive::MostDocumentBytes(zip.Bytes());
+    // What the document holds in memory is the archive's to allow: its
+    // inflated size says nothing.
+    faithfulReader_.Tree().Budget().FixInput(zip.Bytes());
     std::uint64_t inflated = 0;
     zip.Open(document);
     reader_.ParseStream([&](char* buffer, std::size_t size) {
@@ -166,7 +169,8 @@ void DocumentConverter::ConvertFaithful(const ConversionJob& job, OutputSink& ou
         DocumentConverter& owner;
         ~Rebind() {
             owner.reader_.PutContentHandler(owner.attached_ ? &owner.converter_ : nullptr);
-            owner.faithfulReader_.Tree() = faithful::DocumentTree();
+            owner.faithfulReader_.Tree().Clear();
+            owner.faithfulReader_.Tree().Budget().Reset();
         }
     } rebind{*this};
     if (reader_.PutContentHandler(&faithfulReader_) != kResultOk) {

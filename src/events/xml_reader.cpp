@@ -126,6 +126,7 @@ public:
     bool Feed(const char* data, std::size_t size) {
         while (!failure_ && size > 0) {
             const int piece = static_cast<int>(std::min<std::size_t>(size, kLargestBlock));
+            if (handler_ != nullptr) handler_->bytesGiven(fed_ + static_cast<std::uint64_t>(piece));
             if (XML_Parse(parser_, data, piece, XML_FALSE) != XML_STATUS_OK) NoteExpatError();
             fed_ += static_cast<std::uint64_t>(piece);
             data += piece;
@@ -226,6 +227,7 @@ private:
         const int filled = static_cast<int>(blockFilled_);
         block_ = nullptr;
         blockFilled_ = 0;
+        if (handler_ != nullptr) handler_->bytesGiven(fed_ + static_cast<std::uint64_t>(filled));
         if (XML_ParseBuffer(parser_, filled, final ? XML_TRUE : XML_FALSE) != XML_STATUS_OK) NoteExpatError();
         fed_ += static_cast<std::uint64_t>(filled);
     }

@@ -38,6 +38,9 @@ public:
     virtual void characters(const char* chars, std::size_t count) = 0;
     // How many bytes the document had, told just before endDocument.
     virtual void documentBytes(std::uint64_t) {}
+    // How many bytes of the document the parser has been handed so far,
+    // told before it parses the latest of them.
+    virtual void bytesGiven(std::uint64_t) {}
 };
 
 // True for the names that are read as URLs rather than as local paths:

@@ -13,7 +13,7 @@ std::optional<Rgba> ColourOf(const DocumentTree& tree, const Element* holder) {
     if (holder == nullptr) return std::nullopt;
     const Element* colour = tree.Child(*holder, "color");
     if (colour == nullptr) return std::nullopt;
-    const std::vector<double> values = ParseNumbers(colour->Text);
+    const std::vector<double> values = ParseNumbers(colour->Text());
     Rgba rgba{0, 0, 0, 1};
     for (std::size_t i = 0; i < 4 && i < values.size(); ++i) rgba[i] = values[i];
     return rgba;
@@ -23,7 +23,7 @@ std::optional<double> FloatOf(const DocumentTree& tree, const Element* holder) {
     if (holder == nullptr) return std::nullopt;
     const Element* value = tree.Child(*holder, "float");
     if (value == nullptr) return std::nullopt;
-    const std::vector<double> values = ParseNumbers(value->Text);
+    const std::vector<double> values = ParseNumbers(value->Text());
     if (values.empty()) return std::nullopt;
     return values[0];
 }
@@ -44,7 +44,7 @@ bool SaysSingleSided(const DocumentTree& tree, const Element& scope) {
     for (const Element* extra : tree.Children(scope, "extra")) {
         for (const Element* technique : tree.Children(*extra, "technique")) {
             const Element* flag = tree.Child(*technique, "double_sided");
-            if (flag != nullptr && Trim(flag->Text) == "0") return true;
+            if (flag != nullptr && Trim(flag->Text()) == "0") return true;
         }
     }
     return false;
@@ -85,14 +85,14 @@ const Element* TextureImage(const DocumentTree& tree, const Element& effect, std
         }
     }
     const Element* image = tree.FindId(texture);
-    return image != nullptr && image->Name == "image" ? image : nullptr;
+    return image != nullptr && image->Name() == "image" ? image : nullptr;
 }
 
 EffectLook ReadMaterial(const DocumentTree& tree, const Element& material) {
     EffectLook look;
     const Element* instance = tree.Child(material, "instance_effect");
     const Element* effect = instance != nullptr ? tree.FindId(instance->Attribute("url")) : nullptr;
-    if (effect == nullptr || effect->Name != "effect") return look;
+    if (effect == nullptr || effect->Name() != "effect") return look;
     const Element* profile = tree.Child(*effect, "profile_COMMON");
     const Element* technique = profile != nullptr ? tree.Child(*profile, "technique") : nullptr;
     if (technique == nullptr) return look;
@@ -102,7 +102,7 @@ EffectLook ReadMaterial(const DocumentTree& tree, const Element& material) {
     }
     if (shading == nullptr) return look;
     look.Found = true;
-    look.Unlit = shading->Name == "constant";
+    look.Unlit = shading->Name() == "constant";
 
     if (auto colour = ColourOf(tree, tree.Child(*shading, "emission"))) look.Emission = *colour;
     if (look.Unlit) {
@@ -114,7 +114,7 @@ EffectLook ReadMaterial(const DocumentTree& tree, const Element& material) {
             look.TexCoord = texture->Attribute("texcoord");
         }
     }
-    if (shading->Name == "phong" || shading->Name == "blinn") {
+    if (shading->Name() == "phong" || shading->Name() == "blinn") {
         if (auto colour = ColourOf(tree, tree.Child(*shading, "specular"))) look.Specular = *colour;
         if (auto exponent = FloatOf(tree, tree.Child(*shading, "shininess"))) {
             look.Shininess = std::clamp(*exponent / 128.0, 0.0, 1.0);

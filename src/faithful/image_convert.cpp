@@ -76,14 +76,14 @@ bool LooksLikeSvg(std::span<const unsigned char> bytes) {
     return false;
 }
 
-bool PixelsAllowed(std::uint64_t width, std::uint64_t height, PngImage& out) {
+bool PixelsAllowed(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels, PngImage& out) {
     if (width == 0 || height == 0) {
         out.Error = "the image has no pixels";
         return false;
     }
-    if (width * height > kMaxImagePixels) {
+    if (width * height > mostPixels) {
         out.Error = "the image has " + std::to_string(width) + " x " + std::to_string(height) +
-                    " pixels, more than the " + std::to_string(kMaxImagePixels) + " allowed";
+                    " pixels, more than the " + std::to_string(mostPixels) + " allowed";
         return false;
     }
     return true;
@@ -138,7 +138,7 @@ bool TgaCutShort(std::span<const unsigned char> bytes) {
     return bytes.size() < 18 + bytes[0] + paletteBytes + pixelBytes;
 }
 
-void DecodeWithStb(std::span<const unsigned char> bytes, ImageFormat format, PngImage& out) {
+void DecodeWithStb(std::span<const unsigned char> bytes, ImageFormat format, std::uint64_t mostPixels, PngImage& out) {
     const std::string name(FormatName(format));
     if (bytes.size() > static_cast<std::size_t>(INT32_MAX)) {
         out.Error = "the " + name + " file is too large";
@@ -150,7 +150,7 @@ void DecodeWithStb(std::span<const unsigned char> bytes, ImageFormat format, Png
         out.Error = "not a readable " + name + " image" + StbReason();
         return;
     }
-    if (!PixelsAllowed(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height), out)) return;
+    if (!PixelsAllowed(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height), mostPixels, out)) return;
     if (format == ImageFormat::Tga && TgaCutShort(bytes)) {
         out.Error = "not a readable TGA image (cut short)";
         return;
@@ -213,7 +213,7 @@ int TiffError(TIFF*, void* reason, const char*, const char* format, va_list argu
 
 int TiffWarning(TIFF*, void*, const char*, const char*, va_list) { return 1; }
 
-void DecodeTiff(std::span<const unsigned char> bytes, PngImage& out) {
+void DecodeTiff(std::span<const unsigned char> bytes, std::uint64_t mostPixels, PngImage& out) {
     TiffSource source{bytes};
     std::string reason;
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
@@ -236,7 +236,7 @@ void DecodeTiff(std::span<const unsigned char> bytes, PngImage& out) {
     if (!TIFFGetField(tiff.get(), TIFFTAG_IMAGEWIDTH, &width) || !TIFFGetField(tiff.get(), TIFFTAG_IMAGELENGTH, &height)) {
         return fail();
     }
-    if (!PixelsAllowed(width, height, out)) return;
+    if (!PixelsAllowed(width, height, mostPixels, out)) return;
     std::vector<std::uint32_t> raster(static_cast<std::size_t>(width) * height);
     if (!TIFFReadRGBAImageOriented(tiff.get(), width, height, raster.data(), ORIENTATION_TOPLEFT, 1)) return fail();
     out.Width = static_cast<int>(width);
@@ -347,7 +347,7 @@ bool CanConvertToPng(ImageFormat format) {
     }
 }
 
-PngImage ConvertToPng(std::span<const unsigned char> bytes, ImageFormat format) {
+PngImage ConvertToPng(std::span<const unsigned char> bytes, ImageFormat format, std::uint64_t mostPixels) {
     PngImage out;
     if (!CanConvertToPng(format)) {
         out.Error = format == ImageFormat::Tiff ? "TIFF images cannot be converted by this build"
@@ -356,15 +356,16 @@ PngImage ConvertToPng(std::span<const unsigned char> bytes, ImageFormat format) 
     }
 #if MORVANE_TIFF
     if (format == ImageFormat::Tiff) {
-        DecodeTiff(bytes, out);
+        DecodeTiff(bytes, mostPixels, out);
         return out;
     }
 #endif
-    DecodeWithStb(bytes, format, out);
+    DecodeWithStb(bytes, format, mostPixels, out);
     return out;
 }
 
-BrowserImage PrepareForBrowsers(std::span<const unsigned char> bytes, std::string_view fileName) {
+BrowserImage PrepareForBrowsers(std::span<const unsigned char> bytes, std::string_view fileName,
+                                std::uint64_t mostPixels) {
     BrowserImage out;
     out.Format = SniffImageFormat(bytes, fileName);
     if (BrowsersShow(out.Format)) {
@@ -375,7 +376,7 @@ BrowserImage PrepareForBrowsers(std::span<const unsigned char> bytes, std::strin
         out.Png.Error = "not an image of a known format";
         return out;
     }
-    out.Png = ConvertToPng(bytes, out.Format);
+    out.Png = ConvertToPng(bytes, out.Format, mostPixels);
     out.Result = out.Png.Png.empty() ? BrowserImage::Action::Failed : BrowserImage::Action::Converted;
     return out;
 }

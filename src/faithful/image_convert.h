@@ -50,9 +50,10 @@ struct PngImage {
 // channels as it has. An alpha channel that is the same for every pixel,
 // 0 or 255, is left out: fully opaque it says nothing, and fully clear it
 // is a TGA or TIFF whose exporter left the alpha bytes at 0, which a
-// browser would draw invisible. Refused: images above kMaxImagePixels,
+// browser would draw invisible. Refused: images above `mostPixels`,
 // formats this build cannot decode, and broken files.
-PngImage ConvertToPng(std::span<const unsigned char> bytes, ImageFormat format);
+PngImage ConvertToPng(std::span<const unsigned char> bytes, ImageFormat format,
+                      std::uint64_t mostPixels = kMaxImagePixels);
 
 // What to do with an image for a browser.
 struct BrowserImage {
@@ -65,7 +66,8 @@ struct BrowserImage {
     ImageFormat Format = ImageFormat::Unknown;
     PngImage Png;
 };
-BrowserImage PrepareForBrowsers(std::span<const unsigned char> bytes, std::string_view fileName);
+BrowserImage PrepareForBrowsers(std::span<const unsigned char> bytes, std::string_view fileName,
+                                std::uint64_t mostPixels = kMaxImagePixels);
 
 // Reads a whole file of at most kMaxImageFileBytes; false with the reason
 // in `error` otherwise.

@@ -24,6 +24,16 @@ namespace morvane::faithful {
 
 namespace {
 
+// Containers whose memory is counted against the document's budget.
+template <class T>
+using CountedVector = std::vector<T, Counted<T>>;
+template <class K, class V>
+using CountedMap = std::map<K, V, std::less<K>, Counted<std::pair<const K, V>>>;
+template <class K, class V>
+using CountedHashMap = std::unordered_map<K, V, std::hash<K>, std::equal_to<K>, Counted<std::pair<const K, V>>>;
+template <class K>
+using CountedHashSet = std::unordered_set<K, std::hash<K>, std::equal_to<K>, Counted<K>>;
+
 // Nodes are written from depth 2, below the root Transform of the up axis
 // and unit: a node at depth 1001 is the thousandth level of nodes.
 constexpr int kMostTransformDepth = 1001;
@@ -71,7 +81,7 @@ struct Accessor {
     // The outermost morph whose blend of shapes the values are, when they
     // are one; its controller names them.
     const Element* Morph = nullptr;
-    const std::vector<float>* Data = nullptr;
+    std::span<const float> Data;
     std::size_t Count = 0;
     std::size_t Stride = 1;
     std::size_t Offset = 0;
@@ -79,22 +89,22 @@ struct Accessor {
 
     double Value(std::size_t entry, std::size_t field) const {
         if (field >= Fields.size()) return 0.0;
-        return (*Data)[Offset + entry * Stride + Fields[field]];
+        return Data[Offset + entry * Stride + Fields[field]];
     }
 };
 
 bool ReadAccessor(const DocumentTree& tree, const Element* source, Accessor& accessor) {
-    if (source == nullptr || source->Name != "source") return false;
+    if (source == nullptr || source->Name() != "source") return false;
     const Element* common = tree.Child(*source, "technique_common");
     const Element* reader = common != nullptr ? tree.Child(*common, "accessor") : nullptr;
     // The array is found by the accessor's reference, not by its name: some
     // exporters give arrays ids that follow no pattern.
     const Element* array = reader != nullptr ? tree.FindId(reader->Attribute("source")) : nullptr;
-    if (array == nullptr || array->Name != "float_array") array = tree.Child(*source, "float_array");
-    if (array == nullptr || array->Floats.empty()) return false;
+    if (array == nullptr || array->Name() != "float_array") array = tree.Child(*source, "float_array");
+    if (array == nullptr || array->Floats().empty()) return false;
     accessor.Source = source;
-    accessor.Data = &array->Floats;
-    const std::size_t size = array->Floats.size();
+    accessor.Data = array->Floats();
+    const std::size_t size = array->Floats().size();
     if (reader == nullptr) {
         accessor.Stride = 1;
         accessor.Offset = 0;
@@ -107,7 +117,7 @@ bool ReadAccessor(const DocumentTree& tree, const Element* source, Accessor& acc
     accessor.Fields.clear();
     std::size_t at = 0;
     for (const Element* param = tree.FirstChild(*reader); param != nullptr; param = tree.NextSibling(*param)) {
-        if (param->Name != "param") continue;
+        if (param->Name() != "param") continue;
         // A param without a name is a gap in each entry.
         if (!param->Attribute("name").empty()) accessor.Fields.push_back(at);
         ++at;
@@ -168,7 +178,7 @@ Inputs ReadInputs(const DocumentTree& tree, const Element& primitive) {
         most = std::max(most, offset);
         const std::string_view semantic = input->Attribute("semantic");
         const Element* source = tree.FindId(input->Attribute("source"));
-        if (semantic == "VERTEX" && source != nullptr && source->Name == "vertices") {
+        if (semantic == "VERTEX" && source != nullptr && source->Name() == "vertices") {
             for (const Element* shared : tree.Children(*source, "input")) {
                 AddChannel(tree, inputs, shared->Attribute("semantic"), tree.FindId(shared->Attribute("source")),
                            offset, SetOf(*shared));
@@ -184,8 +194,10 @@ Inputs ReadInputs(const DocumentTree& tree, const Element& primitive) {
 // The corners of a primitive's faces or polylines: each corner points at
 // its group of indices in a <p>.
 struct Faces {
-    std::vector<const std::int32_t*> Corners;
-    std::vector<std::uint32_t> Sizes;
+    explicit Faces(MemoryBudget& budget) : Corners(&budget), Sizes(&budget) {}
+
+    CountedVector<const std::int32_t*> Corners;
+    CountedVector<std::uint32_t> Sizes;
     bool Lines = false;
 };
 
@@ -196,10 +208,10 @@ bool IsFacePrimitive(std::string_view name) {
 bool IsLinePrimitive(std::string_view name) { return name == "lines" || name == "linestrips"; }
 
 void CollectFaces(const DocumentTree& tree, const Element& primitive, std::size_t stride, Faces& faces) {
-    const std::string_view kind = primitive.Name;
+    const std::string_view kind = primitive.Name();
     faces.Lines = IsLinePrimitive(kind);
-    const auto group = [&](const Element& p, std::size_t g) { return p.Ints.data() + g * stride; };
-    const auto groups = [&](const Element& p) { return p.Ints.size() / stride; };
+    const auto group = [&](const Element& p, std::size_t g) { return p.Ints().data() + g * stride; };
+    const auto groups = [&](const Element& p) { return p.Ints().size() / stride; };
     const auto addRun = [&](const Element& p, std::size_t size) {
         const std::size_t n = groups(p);
         for (std::size_t g = 0; g + size <= n; g += size) {
@@ -215,7 +227,7 @@ void CollectFaces(const DocumentTree& tree, const Element& primitive, std::size_
         if (p == nullptr || vcount == nullptr) return;
         const std::size_t n = groups(*p);
         std::size_t at = 0;
-        for (const std::int32_t size : vcount->Ints) {
+        for (const std::int32_t size : vcount->Ints()) {
             if (size < 0 || at + static_cast<std::size_t>(size) > n) break;
             for (std::int32_t k = 0; k < size; ++k) faces.Corners.push_back(group(*p, at + k));
             faces.Sizes.push_back(static_cast<std::uint32_t>(size));
@@ -224,7 +236,7 @@ void CollectFaces(const DocumentTree& tree, const Element& primitive, std::size_
     } else if (kind == "polygons" || kind == "linestrips") {
         // A polygon with holes keeps its outline; the holes are not cut out.
         for (const Element* child = tree.FirstChild(primitive); child != nullptr; child = tree.NextSibling(*child)) {
-            const Element* p = child->Name == "p" ? child : child->Name == "ph" ? tree.Child(*child, "p") : nullptr;
+            const Element* p = child->Name() == "p" ? child : child->Name() == "ph" ? tree.Child(*child, "p") : nullptr;
             if (p == nullptr) continue;
             const std::size_t n = groups(*p);
             for (std::size_t g = 0; g < n; ++g) faces.Corners.push_back(group(*p, g));
@@ -351,13 +363,31 @@ struct Deformed {
 class SceneWriter {
 public:
     SceneWriter(const DocumentTree& tree, const SceneSettings& settings, std::vector<ConversionError>& warnings)
-        : tree_(tree), settings_(settings), options_(settings.Options), warnings_(warnings) {}
+        : tree_(tree),
+          settings_(settings),
+          options_(settings.Options),
+          warnings_(warnings),
+          names_(&tree.Budget()),
+          assets_(&tree.Budget()),
+          shared_(&tree.Budget()),
+          measured_(&tree.Budget()),
+          sourceBoxes_(&tree.Budget()),
+          morphed_(&tree.Budget()),
+          open_(&tree.Budget()),
+          writtenNodes_(&tree.Budget()),
+          writtenSources_(&tree.Budget()),
+          writtenGeometry_(&tree.Budget()),
+          writtenAppearances_(&tree.Budget()),
+          looks_(&tree.Budget()),
+          imageUrls_(&tree.Budget()),
+          warnedCycles_(&tree.Budget()) {}
 
     void Write(OutputSink& sink, std::uint64_t limit);
 
 private:
     // Binding.
     const Element* VisualScene() const;
+    void FindSharedNodes();
     Frame FrameOf(const Element& element, Frame outer);
     Matrix4 PlacementIn(const Frame& frame, const Element& element) { return Between(frame, FrameOf(element, frame)); }
     Frame ApplyAsset(const Element& element, Frame frame);
@@ -365,11 +395,11 @@ private:
     const Element* InstanceTarget(const Element& instance) const;
     Deformed Deform(const Element& instance, const Frame& frame);
     void ApplyMorphs(std::span<const Element* const> morphs, Inputs& inputs);
-    void BlendMorph(const Element& morph, std::vector<float>& blend) const;
+    void BlendMorph(const Element& morph, CountedVector<float>& blend) const;
     const Element* BoundMaterial(const Element* instance, std::string_view symbol) const;
     bool PrimitiveWanted(const Element& primitive) const {
-        return (IsFacePrimitive(primitive.Name) && options_.WritePolygons) ||
-               (IsLinePrimitive(primitive.Name) && options_.WriteLines);
+        return (IsFacePrimitive(primitive.Name()) && options_.WritePolygons) ||
+               (IsLinePrimitive(primitive.Name()) && options_.WriteLines);
     }
 
     // Measuring: the world box and whether anything is drawn.
@@ -412,21 +442,27 @@ private:
 
     // The frame of the document's own asset, where the libraries are.
     Frame documentFrame_;
-    std::unordered_map<const Element*, const Element*> assets_;
-    // A node is measured and written once for each frame it is placed in.
-    std::map<std::pair<const Element*, Frame>, NodeMeasure> measured_;
+    // What follows grows with the document, and is counted against the
+    // tree's memory budget.
+    CountedHashMap<const Element*, const Element*> assets_;
+    // The nodes that an instance_node names, and the nodes below them: the
+    // only ones that may be placed more than once in one frame.
+    CountedHashSet<const Element*> shared_;
+    // A shared node is measured and written once for each frame it is
+    // placed in.
+    CountedMap<std::pair<const Element*, Frame>, NodeMeasure> measured_;
     // Keyed by source and morph.
-    std::map<std::pair<const Element*, const Element*>, Box> sourceBoxes_;
-    std::map<std::pair<const Element*, const Element*>, std::vector<float>> morphed_;
-    std::unordered_set<const Element*> open_;
-    std::map<std::pair<const Element*, Frame>, std::string> writtenNodes_;
-    std::map<std::pair<const Element*, const Element*>, std::string> writtenSources_;
-    std::map<std::tuple<const Element*, std::size_t, bool, const Element*>, std::string> writtenGeometry_;
-    std::map<std::pair<const Element*, bool>, std::string> writtenAppearances_;
-    std::unordered_map<const Element*, EffectLook> looks_;
-    std::unordered_map<const Element*, std::string> imageUrls_;
+    CountedMap<std::pair<const Element*, const Element*>, Box> sourceBoxes_;
+    CountedMap<std::pair<const Element*, const Element*>, CountedVector<float>> morphed_;
+    CountedHashSet<const Element*> open_;
+    CountedMap<std::pair<const Element*, Frame>, std::string> writtenNodes_;
+    CountedMap<std::pair<const Element*, const Element*>, std::string> writtenSources_;
+    CountedMap<std::tuple<const Element*, std::size_t, bool, const Element*>, std::string> writtenGeometry_;
+    CountedMap<std::pair<const Element*, bool>, std::string> writtenAppearances_;
+    CountedHashMap<const Element*, EffectLook> looks_;
+    CountedHashMap<const Element*, std::string> imageUrls_;
     std::unordered_map<std::string, std::string> convertedFiles_;
-    std::unordered_set<const Element*> warnedCycles_;
+    CountedHashSet<const Element*> warnedCycles_;
     // Whether an orthographic camera is placed: OrthoViewpoint then needs
     // a component beyond the profile.
     bool orthographic_ = false;
@@ -440,7 +476,7 @@ const Element* SceneWriter::VisualScene() const {
     if (const Element* sceneElement = tree_.Child(root, "scene")) {
         if (const Element* instance = tree_.Child(*sceneElement, "instance_visual_scene")) {
             scene = tree_.FindId(instance->Attribute("url"));
-            if (scene != nullptr && scene->Name != "visual_scene") scene = nullptr;
+            if (scene != nullptr && scene->Name() != "visual_scene") scene = nullptr;
         }
     }
     if (scene == nullptr) {
@@ -453,16 +489,23 @@ const Element* SceneWriter::VisualScene() const {
 
 // The element's own <asset> overrides what it names of `frame`.
 Frame SceneWriter::ApplyAsset(const Element& element, Frame frame) {
-    auto [at, fresh] = assets_.try_emplace(&element, nullptr);
-    if (fresh) at->second = tree_.Child(element, "asset");
-    const Element* asset = at->second;
+    // A node's children are walked on each of its few visits anyway; other
+    // elements (a library, a geometry instanced many times) remember theirs.
+    const Element* asset = nullptr;
+    if (element.Name() == "node") {
+        asset = tree_.Child(element, "asset");
+    } else {
+        auto [at, fresh] = assets_.try_emplace(&element, nullptr);
+        if (fresh) at->second = tree_.Child(element, "asset");
+        asset = at->second;
+    }
     if (asset == nullptr) return frame;
     if (const Element* unit = tree_.Child(*asset, "unit")) {
         const std::vector<double> values = ParseNumbers(unit->Attribute("meter"));
         if (!values.empty() && values[0] > 0.0 && std::isfinite(values[0])) frame.Meter = values[0];
     }
     if (const Element* up = tree_.Child(*asset, "up_axis")) {
-        const std::string_view text = Trim(up->Text);
+        const std::string_view text = Trim(up->Text());
         frame.UpAxis = text == "Z_UP" ? "Z_UP" : text == "X_UP" ? "X_UP" : "Y_UP";
     }
     return frame;
@@ -475,14 +518,14 @@ Frame SceneWriter::ApplyAsset(const Element& element, Frame frame) {
 // is in its parent's frame (`outer`); its own asset overrides either.
 Frame SceneWriter::FrameOf(const Element& element, Frame outer) {
     const Element* parent = tree_.Parent(element);
-    if (parent != nullptr && parent->Name.starts_with("library_")) outer = ApplyAsset(*parent, documentFrame_);
+    if (parent != nullptr && parent->Name().starts_with("library_")) outer = ApplyAsset(*parent, documentFrame_);
     return ApplyAsset(element, outer);
 }
 
 Matrix4 SceneWriter::NodeMatrix(const Element& node) const {
     Matrix4 matrix;
     for (const Element* child = tree_.FirstChild(node); child != nullptr; child = tree_.NextSibling(*child)) {
-        const std::string_view name = child->Name;
+        const std::string_view name = child->Name();
         TransformKind kind;
         if (name == "matrix") {
             kind = TransformKind::Matrix;
@@ -499,10 +542,26 @@ Matrix4 SceneWriter::NodeMatrix(const Element& node) const {
         } else {
             continue;
         }
-        const std::vector<double> values = ParseNumbers(child->Text);
+        const std::vector<double> values = ParseNumbers(child->Text());
         matrix = matrix * TransformElement(kind, values);
     }
     return matrix;
+}
+
+void SceneWriter::FindSharedNodes() {
+    std::vector<bool> shared(tree_.Size());
+    for (std::uint32_t i = 0; i < tree_.Size(); ++i) {
+        const Element& element = *tree_.At(i);
+        if (element.Name() != "instance_node") continue;
+        const std::uint32_t target = tree_.FindIdIndex(element.Attribute("url"));
+        if (target != kNoElement && tree_.At(target)->Name() == "node") shared[target] = true;
+    }
+    // A parent comes before its children.
+    for (std::uint32_t i = 0; i < tree_.Size(); ++i) {
+        const Element& element = *tree_.At(i);
+        if (element.Parent != kNoElement && shared[element.Parent]) shared[i] = true;
+        if (shared[i] && element.Name() == "node") shared_.insert(&element);
+    }
 }
 
 const Element* SceneWriter::InstanceTarget(const Element& instance) const {
@@ -515,21 +574,21 @@ const Element* SceneWriter::InstanceTarget(const Element& instance) const {
 Deformed SceneWriter::Deform(const Element& instance, const Frame& frame) {
     Deformed deformed;
     const Element* controller = InstanceTarget(instance);
-    if (controller == nullptr || controller->Name != "controller") return deformed;
+    if (controller == nullptr || controller->Name() != "controller") return deformed;
     const Frame controllerFrame = FrameOf(*controller, frame);
     Matrix4 bindShape;
     for (int step = 0; step < 16 && controller != nullptr; ++step) {
-        if (controller->Name == "geometry") {
+        if (controller->Name() == "geometry") {
             deformed.Geometry = controller;
             deformed.Placement = Between(frame, controllerFrame) * bindShape * PlacementIn(controllerFrame, *controller);
             return deformed;
         }
-        if (controller->Name != "controller") break;
+        if (controller->Name() != "controller") break;
         const Element* skin = tree_.Child(*controller, "skin");
         const Element* morph = tree_.Child(*controller, "morph");
         if (skin != nullptr) {
             if (const Element* bind = tree_.Child(*skin, "bind_shape_matrix")) {
-                bindShape = TransformElement(TransformKind::Matrix, ParseNumbers(bind->Text)) * bindShape;
+                bindShape = TransformElement(TransformKind::Matrix, ParseNumbers(bind->Text())) * bindShape;
             }
             controller = tree_.FindId(skin->Attribute("source"));
         } else if (morph != nullptr) {
@@ -550,8 +609,8 @@ Deformed SceneWriter::Deform(const Element& instance, const Frame& frame) {
 void SceneWriter::ApplyMorphs(std::span<const Element* const> morphs, Inputs& inputs) {
     if (morphs.empty() || !inputs.Position) return;
     Accessor& positions = inputs.Position->Values;
-    auto [at, fresh] = morphed_.try_emplace(std::make_pair(positions.Source, morphs.front()));
-    std::vector<float>& blend = at->second;
+    auto [at, fresh] = morphed_.try_emplace(std::make_pair(positions.Source, morphs.front()), &tree_.Budget());
+    CountedVector<float>& blend = at->second;
     if (fresh) {
         blend.resize(positions.Count * 3);
         for (std::size_t i = 0; i < positions.Count; ++i) {
@@ -559,14 +618,14 @@ void SceneWriter::ApplyMorphs(std::span<const Element* const> morphs, Inputs& in
         }
         for (auto morph = morphs.rbegin(); morph != morphs.rend(); ++morph) BlendMorph(**morph, blend);
     }
-    positions.Data = &blend;
+    positions.Data = blend;
     positions.Offset = 0;
     positions.Stride = 3;
     positions.Fields = {0, 1, 2};
     positions.Morph = morphs.front();
 }
 
-void SceneWriter::BlendMorph(const Element& morph, std::vector<float>& blend) const {
+void SceneWriter::BlendMorph(const Element& morph, CountedVector<float>& blend) const {
     const Element* targets = tree_.Child(morph, "targets");
     if (targets == nullptr) return;
     std::vector<std::string_view> names;
@@ -580,12 +639,12 @@ void SceneWriter::BlendMorph(const Element& morph, std::vector<float>& blend) co
         }
     }
     const bool relative = Trim(morph.Attribute("method")) == "RELATIVE";
-    const std::vector<float> base = blend;
+    const CountedVector<float> base = blend;
     const std::size_t points = base.size() / 3;
     for (std::size_t t = 0; t < names.size() && t < weights.Count; ++t) {
         const double weight = weights.Value(t, 0);
         const Element* target = tree_.FindId(names[t]);
-        const Element* mesh = target != nullptr && target->Name == "geometry" ? tree_.Child(*target, "mesh") : nullptr;
+        const Element* mesh = target != nullptr && target->Name() == "geometry" ? tree_.Child(*target, "mesh") : nullptr;
         const Element* vertices = mesh != nullptr ? tree_.Child(*mesh, "vertices") : nullptr;
         if (vertices == nullptr || weight == 0.0) continue;
         Accessor shape;
@@ -611,7 +670,7 @@ const Element* SceneWriter::BoundMaterial(const Element* instance, std::string_v
                 for (const Element* material : tree_.Children(*common, "instance_material")) {
                     if (material->Attribute("symbol") == symbol) {
                         const Element* target = tree_.FindId(material->Attribute("target"));
-                        if (target != nullptr && target->Name == "material") return target;
+                        if (target != nullptr && target->Name() == "material") return target;
                     }
                 }
             }
@@ -619,15 +678,18 @@ const Element* SceneWriter::BoundMaterial(const Element* instance, std::string_v
     }
     // Some exporters name the material itself where a symbol belongs.
     const Element* direct = symbol.empty() ? nullptr : tree_.FindId(symbol);
-    return direct != nullptr && direct->Name == "material" ? direct : nullptr;
+    return direct != nullptr && direct->Name() == "material" ? direct : nullptr;
 }
 
 // ---- measuring ----
 
 NodeMeasure SceneWriter::MeasureNode(const Element& node, const Frame& outer, int depth) {
     if (depth > kMostTransformDepth) throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
+    const bool shared = shared_.contains(&node);
     const auto key = std::make_pair(&node, outer);
-    if (const auto found = measured_.find(key); found != measured_.end()) return found->second;
+    if (const auto found = shared ? measured_.find(key) : measured_.end(); found != measured_.end()) {
+        return found->second;
+    }
     NodeMeasure inner;
     open_.insert(&node);
     const Frame own = FrameOf(node, outer);
@@ -638,36 +700,36 @@ NodeMeasure SceneWriter::MeasureNode(const Element& node, const Frame& outer, in
     const Matrix4 placement = Between(outer, own) * NodeMatrix(node);
     placed.Bounds.AddPlaced(inner.Bounds, placement);
     placed.Eyes.AddPlaced(inner.Eyes, placement);
-    measured_.emplace(key, placed);
+    if (shared) measured_.emplace(key, placed);
     return placed;
 }
 
 void SceneWriter::MeasureContents(const Element& holder, const Frame& frame, NodeMeasure& measure, int depth) {
     for (const Element* child = tree_.FirstChild(holder); child != nullptr; child = tree_.NextSibling(*child)) {
         const Element* target = nullptr;
-        if (child->Name == "node") {
+        if (child->Name() == "node") {
             target = child;
-        } else if (child->Name == "instance_node") {
+        } else if (child->Name() == "instance_node") {
             target = InstanceTarget(*child);
-            if (target == nullptr || target->Name != "node" || open_.contains(target)) continue;
-        } else if (child->Name == "instance_geometry") {
+            if (target == nullptr || target->Name() != "node" || open_.contains(target)) continue;
+        } else if (child->Name() == "instance_geometry") {
             const Element* geometry = InstanceTarget(*child);
-            if (geometry != nullptr && geometry->Name == "geometry") {
+            if (geometry != nullptr && geometry->Name() == "geometry") {
                 MeasureGeometry(*geometry, PlacementIn(frame, *geometry), measure);
             }
             continue;
-        } else if (child->Name == "instance_controller") {
+        } else if (child->Name() == "instance_controller") {
             const Deformed deformed = Deform(*child, frame);
             if (deformed.Geometry != nullptr) {
                 MeasureGeometry(*deformed.Geometry, deformed.Placement, measure, deformed.Morphs);
             }
             continue;
-        } else if (child->Name == "instance_camera") {
+        } else if (child->Name() == "instance_camera") {
             const Element* camera = InstanceTarget(*child);
-            const Element* optics = camera != nullptr && camera->Name == "camera" ? tree_.Child(*camera, "optics") : nullptr;
+            const Element* optics = camera != nullptr && camera->Name() == "camera" ? tree_.Child(*camera, "optics") : nullptr;
             const Element* common = optics != nullptr ? tree_.Child(*optics, "technique_common") : nullptr;
             if (common != nullptr && tree_.Child(*common, "orthographic") != nullptr) orthographic_ = true;
-            if (camera != nullptr && camera->Name == "camera") measure.Eyes.Add(0, 0, 0);
+            if (camera != nullptr && camera->Name() == "camera") measure.Eyes.Add(0, 0, 0);
             continue;
         } else {
             continue;
@@ -689,7 +751,7 @@ void SceneWriter::MeasureGeometry(const Element& geometry, const Matrix4& placem
         Inputs inputs = ReadInputs(tree_, *primitive);
         if (!inputs.Position) continue;
         ApplyMorphs(morphs, inputs);
-        Faces faces;
+        Faces faces(tree_.Budget());
         CollectFaces(tree_, *primitive, inputs.Stride, faces);
         KeepValidFaces(faces, {&*inputs.Position});
         if (faces.Sizes.empty()) continue;
@@ -924,7 +986,7 @@ void SceneWriter::WriteNode(const Element& node, const Frame& outer, int depth) 
     if (!wanted.empty()) {
         const std::string name = names_.Give(wanted);
         AppendAttribute(pending_, "DEF", name);
-        writtenNodes_.emplace(key, name);
+        if (shared_.contains(&node)) writtenNodes_.emplace(key, name);
     }
     const Frame own = FrameOf(node, outer);
     WriteTransformFields(Decompose(Between(outer, own) * NodeMatrix(node)));
@@ -940,12 +1002,12 @@ void SceneWriter::WriteNode(const Element& node, const Frame& outer, int depth) 
 
 void SceneWriter::WriteContents(const Element& holder, const Frame& frame, int depth) {
     for (const Element* child = tree_.FirstChild(holder); child != nullptr; child = tree_.NextSibling(*child)) {
-        const std::string_view name = child->Name;
+        const std::string_view name = child->Name();
         if (name == "node") {
             WriteNode(*child, frame, depth);
         } else if (name == "instance_node") {
             const Element* target = InstanceTarget(*child);
-            if (target == nullptr || target->Name != "node") continue;
+            if (target == nullptr || target->Name() != "node") continue;
             if (open_.contains(target)) {
                 if (warnedCycles_.insert(child).second) {
                     Warn(ErrorKind::kTooDeep, "instance_node " + std::string(child->Attribute("url")) +
@@ -956,7 +1018,7 @@ void SceneWriter::WriteContents(const Element& holder, const Frame& frame, int d
             WriteNode(*target, frame, depth);
         } else if (name == "instance_geometry") {
             const Element* geometry = InstanceTarget(*child);
-            if (geometry != nullptr && geometry->Name == "geometry") {
+            if (geometry != nullptr && geometry->Name() == "geometry") {
                 WritePlaced(PlacementIn(frame, *geometry), depth, [&](int at) { WriteGeometry(*geometry, child, at); });
             }
         } else if (name == "instance_controller") {
@@ -967,12 +1029,12 @@ void SceneWriter::WriteContents(const Element& holder, const Frame& frame, int d
             }
         } else if (name == "instance_camera") {
             const Element* camera = InstanceTarget(*child);
-            if (camera != nullptr && camera->Name == "camera") {
+            if (camera != nullptr && camera->Name() == "camera") {
                 WritePlaced(PlacementIn(frame, *camera), depth, [&](int at) { WriteCamera(*camera, at); });
             }
         } else if (name == "instance_light") {
             const Element* light = InstanceTarget(*child);
-            if (light != nullptr && light->Name == "light") {
+            if (light != nullptr && light->Name() == "light") {
                 WritePlaced(PlacementIn(frame, *light), depth, [&](int at) { WriteLight(*light, at); });
             }
         }
@@ -1024,7 +1086,7 @@ void SceneWriter::WritePrimitive(const Element& geometry, const Element& primiti
     ApplyMorphs(morphs, inputs);
     const Element* material = BoundMaterial(instance, primitive.Attribute("material"));
     const EffectLook& look = LookOf(material);
-    const bool lines = IsLinePrimitive(primitive.Name);
+    const bool lines = IsLinePrimitive(primitive.Name());
 
     // The texture coordinates of the set that the material binds, else the
     // first set.
@@ -1061,7 +1123,7 @@ void SceneWriter::WritePrimitive(const Element& geometry, const Element& primiti
     for (const Channel* channel : {normals, texCoords, colours}) {
         if (channel != nullptr) channels.push_back(channel);
     }
-    Faces faces;
+    Faces faces(tree_.Budget());
     CollectFaces(tree_, primitive, inputs.Stride, faces);
     KeepValidFaces(faces, channels);
     if (faces.Sizes.empty()) return;
@@ -1085,7 +1147,7 @@ void SceneWriter::WritePrimitive(const Element& geometry, const Element& primiti
         pending_ += node;
         std::string wanted(geometry.Attribute("id"));
         if (wanted.empty()) wanted = "geometry";
-        const std::string name = names_.Give(wanted + "_" + std::string(primitive.Name));
+        const std::string name = names_.Give(wanted + "_" + std::string(primitive.Name()));
         writtenGeometry_.emplace(key, name);
         AppendAttribute(pending_, "DEF", name);
         if (!lines) {
@@ -1288,14 +1350,21 @@ std::string SceneWriter::ImageUrl(const Element& image) {
         url = EncodePath(name);
         convertedFiles_.emplace(key, url);
         if (settings_.Images == nullptr) return url;
+        // The images are part of the archive, and what they take in memory
+        // comes out of its budget: the entry held whole, and the pixels of
+        // one that is converted (4 bytes each to decode, about twice that
+        // again to encode).
+        MemoryBudget& budget = tree_.Budget();
+        constexpr std::uint64_t kMiB = std::uint64_t{1} << 20;
+        const std::uint64_t room = (budget.Limit() - std::min(budget.Limit(), budget.Used())) / kMiB * kMiB;
         std::string bytes;
         std::string error;
-        if (!settings_.Archive->ReadWhole(*entry, archive::kMostImageEntryBytes, bytes, error)) {
+        if (!settings_.Archive->ReadWhole(*entry, std::min(archive::kMostImageEntryBytes, room), bytes, error)) {
             Warn(ErrorKind::kBadArchive, "image " + entry->Name + " not extracted: " + error);
             return url;
         }
         const std::span<const unsigned char> data(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
-        const BrowserImage prepared = PrepareForBrowsers(data, entry->Name);
+        const BrowserImage prepared = PrepareForBrowsers(data, entry->Name, std::min(kMaxImagePixels, (room - bytes.size()) / 12));
         std::string_view put = bytes;
         if (prepared.Result == BrowserImage::Action::Converted) {
             const std::size_t slash = name.rfind('/');
@@ -1418,16 +1487,16 @@ void SceneWriter::WriteLight(const Element& light, int depth) {
         return values.empty() || !std::isfinite(values[0]) ? fallback : values[0];
     };
     Indent(depth);
-    if (kind->Name == "directional") {
+    if (kind->Name() == "directional") {
         pending_ += "<DirectionalLight global='true' direction='0 0 -1'";
     } else {
-        pending_ += kind->Name == "point" ? "<PointLight" : "<SpotLight direction='0 0 -1'";
+        pending_ += kind->Name() == "point" ? "<PointLight" : "<SpotLight direction='0 0 -1'";
         pending_ += " location='0 0 0' radius='1e6'";
         const double attenuation[3] = {std::max(number("constant_attenuation", 1.0), 0.0),
                                        std::max(number("linear_attenuation", 0.0), 0.0),
                                        std::max(number("quadratic_attenuation", 0.0), 0.0)};
         AppendNumbersAttribute(pending_, "attenuation", attenuation);
-        if (kind->Name == "spot") {
+        if (kind->Name() == "spot") {
             const double falloff = std::clamp(number("falloff_angle", 180.0), 0.0, 180.0);
             pending_ += " cutOffAngle='";
             AppendNumber(pending_, std::min(falloff / 2.0, 90.0) * std::numbers::pi / 180.0);
@@ -1443,14 +1512,14 @@ void SceneWriter::WriteLight(const Element& light, int depth) {
 
 void SceneWriter::Write(OutputSink& sink, std::uint64_t limit) {
     const Element* root = tree_.Root();
-    if (root == nullptr || root->Name != "COLLADA") {
+    if (root == nullptr || root->Name() != "COLLADA") {
         throw ConversionError(ErrorKind::kNothingToConvert, "nothing to convert (not a COLLADA document)");
     }
     const Element* visualScene = VisualScene();
-    const std::vector<const Element*> nodes =
-        visualScene != nullptr ? tree_.Children(*visualScene, "node") : std::vector<const Element*>{};
+    FindSharedNodes();
+    const NamedChildren nodes = visualScene != nullptr ? tree_.Children(*visualScene, "node") : NamedChildren();
     // Without a visual scene, every geometry of the document is shown once.
-    std::vector<const Element*> loose;
+    NamedChildren loose;
     if (nodes.empty()) {
         if (const Element* library = tree_.Child(*root, "library_geometries")) {
             loose = tree_.Children(*library, "geometry");

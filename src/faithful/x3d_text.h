@@ -9,6 +9,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "support/memory_budget.h"
+
 namespace morvane::faithful {
 
 // Whether `text` is well-formed UTF-8: no stray continuation byte, no
@@ -58,14 +60,20 @@ std::string ValidName(std::string_view wanted);
 // from the last one given, so n calls cost O(n + reserved names) in all.
 class DefNames {
 public:
+    // The names given are counted against `budget` (none: not counted).
+    explicit DefNames(MemoryBudget* budget = nullptr) : Given(budget), Reserved(budget), NextSuffix(budget) {}
+
     void Reserve(std::string_view wanted);
     std::string Give(std::string_view wanted);
 
 private:
-    std::unordered_set<std::string> Given;
-    std::unordered_set<std::string> Reserved;
+    using NameSet = std::unordered_set<std::string, std::hash<std::string>, std::equal_to<>, Counted<std::string>>;
+    NameSet Given;
+    NameSet Reserved;
     // For each name that was wanted twice, the next suffix to try.
-    std::unordered_map<std::string, unsigned long> NextSuffix;
+    std::unordered_map<std::string, unsigned long, std::hash<std::string>, std::equal_to<>,
+                       Counted<std::pair<const std::string, unsigned long>>>
+        NextSuffix;
 };
 
 }  // namespace morvane::faithful

@@ -177,12 +177,19 @@ TEST(ArchiveConversion, DecompressionBombsStopAtTheirLimits) {
               "size\n");
     EXPECT_EQ(document.files, kUntouched);
 
-    // An image past its limit is left out; the output is written.
+    // An image past its limit is left out; the output is written. Stored
+    // padding of 6 MiB lets the archive hold 4 x 6 + 48 MiB, so the image's
+    // own limit of 64 MiB is the one met; in an archive of a few kilobytes
+    // the memory budget's 48 MiB, less the tree's few hundred kilobytes, is.
+    const std::string big((std::size_t{64} << 20) + 1, '\0');
     const Outcome image = Convert(MakeZip({{"m.dae", TexturedDocument({"big.png"})},
-                                           {"big.png", std::string((std::size_t{64} << 20) + 1, '\0')}}));
+                                           {"big.png", big},
+                                           {"padding", std::string(std::size_t{6} << 20, 'p'), false}}));
     EXPECT_EQ(image.run.err, "morvane: in.kmz: warning: image big.png not extracted: it inflates to more than 64 MiB\n");
     EXPECT_NE(image.output, "earlier");
     EXPECT_EQ(image.files, kUntouched);
+    const Outcome small = Convert(MakeZip({{"m.dae", TexturedDocument({"big.png"})}, {"big.png", big}}));
+    EXPECT_EQ(small.run.err, "morvane: in.kmz: warning: image big.png not extracted: it inflates to more than 47 MiB\n");
 }
 
 TEST(ArchiveConversion, DuplicateNamesAreReadFirstAndWarnedOf) {

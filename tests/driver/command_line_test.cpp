@@ -1,3 +1,5 @@
+// The command line: options and their flags, output names derived from the
+// input, file patterns, the long options and -z.
 #include "driver/command_line.h"
 
 #include <gtest/gtest.h>

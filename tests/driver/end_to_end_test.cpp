@@ -1,5 +1,5 @@
-// Output files as the converter writes them, and the built program run as
-// a user would, in a scratch directory.
+// The built program run as a user would, in a scratch directory: the usage
+// text, batches, and the prompt before a long smoothing.
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "document/document_converter.h"
-#include "driver/command_line.h"
 #include "morvane/morvane.hpp"
 
 // GCC 12 warns of an uninitialised member deep inside std::regex's
@@ -24,6 +22,7 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <fstream>
@@ -42,18 +41,6 @@ std::string ParseDocument(ColladaReader& converter, const std::string& xml, std:
         return refusal.Message();
     }
     return {};
-}
-
-std::string CaptureOutput(const std::function<void(std::FILE*)>& write) {
-    char* buffer = nullptr;
-    std::size_t size = 0;
-    std::FILE* stream = open_memstream(&buffer, &size);
-    if (stream == nullptr) throw std::runtime_error("open_memstream failed");
-    write(stream);
-    std::fclose(stream);
-    std::string text(buffer, size);
-    std::free(buffer);
-    return text;
 }
 
 std::string WrittenText(const std::function<void(TextOutput&)>& write) {
@@ -76,15 +63,63 @@ std::string ConvertInMemory(std::string_view document, const std::vector<std::st
     return x3d;
 }
 
-std::string ConvertInPieces(std::string_view document, const std::vector<std::string>& options,
-                            const std::string& outputName, std::size_t chunkSize) {
-    ConversionJob job{DocumentInput::Memory(document, chunkSize), {}, outputName, {}};
-    std::vector<std::string> args{"morvane"};
-    args.insert(args.end(), options.begin(), options.end());
-    ApplyArguments(args, job.Options);
-    MemorySink text;
-    ConvertDocument(job, text);
-    return text.TakeText();
+std::string MeshDocument(const std::string& scene, const std::string& primitives, const std::string& positions,
+                         const std::string& libraries) {
+    return "<COLLADA><library_geometries><geometry id='g'><mesh><source id='p'><float_array id='p-array' count='" +
+           std::to_string(Words(positions).size()) + "'>" + positions +
+           "</float_array><technique_common><accessor source='#p-array' count='" +
+           std::to_string(Words(positions).size() / 3) +
+           "' stride='3'><param name='X' type='float'/><param name='Y' type='float'/><param name='Z' type='float'/>"
+           "</accessor></technique_common></source><vertices id='v'><input semantic='POSITION' source='#p'/>"
+           "</vertices>" + primitives + "</mesh></geometry></library_geometries>" + libraries +
+           "<library_visual_scenes><visual_scene id='scene'>" + scene +
+           "</visual_scene></library_visual_scenes><scene><instance_visual_scene url='#scene'/></scene></COLLADA>";
+}
+
+std::string TexturedDocument(const std::vector<std::string>& images) {
+    std::string libraries;
+    std::string nodes = images.empty() ? "<node><instance_geometry url='#g'/></node>" : "";
+    for (std::size_t i = 0; i < images.size(); ++i) {
+        const std::string n = std::to_string(i);
+        libraries += "<library_images><image id='img" + n + "'><init_from>" + images[i] +
+                     "</init_from></image></library_images><library_effects><effect id='fx" + n +
+                     "'><profile_COMMON><technique sid='t'><lambert><diffuse><texture texture='img" + n +
+                     "' texcoord='UV'/></diffuse></lambert></technique></profile_COMMON></effect></library_effects>"
+                     "<library_materials><material id='mat" + n + "'><instance_effect url='#fx" + n +
+                     "'/></material></library_materials>";
+        nodes += "<node><instance_geometry url='#g'><bind_material><technique_common><instance_material "
+                 "symbol='m' target='#mat" + n + "'/></technique_common></bind_material></instance_geometry></node>";
+    }
+    return "<?xml version='1.0'?>\n" +
+           MeshDocument(nodes,
+                        "<triangles count='1' material='m'><input semantic='VERTEX' source='#v' offset='0'/>"
+                        "<p>0 1 2</p></triangles>",
+                        "0 0 0 1 0 0 0 0 2", libraries);
+}
+
+std::filesystem::path CorpusDirectory() {
+    return std::filesystem::path(MORVANE_SOURCE_DIR).parent_path() / "shared" / "corpus";
+}
+
+std::string CubeDocument() { return ReadFile(std::filesystem::path(MORVANE_SOURCE_DIR) / "examples" / "cube.dae"); }
+
+std::vector<std::filesystem::path> Documents(const std::filesystem::path& folder, std::uintmax_t below) {
+    std::vector<std::filesystem::path> documents;
+    if (!std::filesystem::is_directory(folder)) return documents;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file() && entry.path().extension() == ".dae" && entry.file_size() < below) {
+            documents.push_back(entry.path());
+        }
+    }
+    std::sort(documents.begin(), documents.end());
+    return documents;
+}
+
+std::vector<std::string> Words(const std::string& text) {
+    std::istringstream stream(text);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;) words.push_back(word);
+    return words;
 }
 
 std::string Gunzip(const std::string& compressed) {
@@ -270,7 +305,8 @@ std::vector<std::string> HiddenEntries(const std::filesystem::path& directory) {
     return hidden;
 }
 
-LocalHttpServer::LocalHttpServer(std::map<std::string, std::string> responses) : responses_(std::move(responses)) {
+LocalHttpServer::LocalHttpServer(std::map<std::string, std::string> responses, Handler serve)
+    : responses_(std::move(responses)), serve_(std::move(serve)) {
     listener_ = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -308,10 +344,15 @@ void LocalHttpServer::Serve() {
         }
         ++requests_;
         const std::size_t pathStart = request.find(' ') + 1;
-        const auto found = responses_.find(request.substr(pathStart, request.find(' ', pathStart) - pathStart));
+        const std::string path = request.substr(pathStart, request.find(' ', pathStart) - pathStart);
+        const auto found = responses_.find(path);
         const std::string response =
             found != responses_.end() ? found->second : "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
-        send(client, response.data(), response.size(), MSG_NOSIGNAL);
+        if (serve_) {
+            serve_(client, path);
+        } else {
+            send(client, response.data(), response.size(), MSG_NOSIGNAL);
+        }
         close(client);
     }
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -15,21 +16,36 @@
 
 #include "events/central_object.h"
 #include "events/xml_reader.h"
+#include "support/conversion_error.h"
 #include "support/progress.h"
 #include "support/text_output.h"
 
 namespace morvane::test {
 
-// One triangle in node b inside node a, and an empty node c beside a.
-inline constexpr const char* kNestedTriangle =
-    "<COLLADA><library_geometries><geometry id='g'><mesh>"
-    "<source id='pos'><float_array id='pos-array'>0 0 0 1 0 0 0 1 0</float_array></source>"
-    "<vertices id='v'><input semantic='POSITION' source='#pos'/></vertices>"
-    "<triangles count='1'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>"
-    "</mesh></geometry></library_geometries>"
-    "<library_visual_scenes><visual_scene>"
-    "<node id='a'><node id='b'><instance_geometry url='#g'/></node></node><node id='c'/>"
-    "</visual_scene></library_visual_scenes></COLLADA>";
+// The triangle of MeshDocument's mesh.
+inline constexpr const char* kOneTriangle =
+    "<triangles count='1'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>";
+
+// A document of one geometry 'g' whose mesh holds the points `positions`
+// (source 'p', vertices 'v') and `primitives`; then `libraries`, and a
+// visual scene 'scene' of `scene`, which the document instances.
+std::string MeshDocument(const std::string& scene = "<node><instance_geometry url='#g'/></node>",
+                         const std::string& primitives = kOneTriangle,
+                         const std::string& positions = "0 0 0 1 0 0 0 1 0", const std::string& libraries = "");
+// The triangle in node b inside node a, and an empty node c beside a.
+inline const std::string kNestedTriangle =
+    MeshDocument("<node id='a'><node id='b'><instance_geometry url='#g'/></node></node><node id='c'/>");
+// A document of one textured triangle for each image reference given (none:
+// an untextured one).
+std::string TexturedDocument(const std::vector<std::string>& images = {});
+// The example document of the source tree.
+std::string CubeDocument();
+// The .dae files under `folder`, sorted, of fewer than `below` bytes.
+std::vector<std::filesystem::path> Documents(const std::filesystem::path& folder,
+                                             std::uintmax_t below = UINTMAX_MAX);
+std::filesystem::path CorpusDirectory();
+// The words of `text`, split at white space.
+std::vector<std::string> Words(const std::string& text);
 
 // Parses `xml` into `converter` (startDocument to endDocument, so the
 // converter's Write runs at the end, to its Output). Gives
@@ -42,8 +58,23 @@ struct ProgressMarks final : ProgressSink {
     std::string Text;
 };
 
-// What `write` puts into a stream.
-std::string CaptureOutput(const std::function<void(std::FILE*)>& write);
+// Writes down what it is told, B(egin), C(ommit) and A(bandon), and keeps
+// the pieces it takes, up to `room` bytes; past them it refuses the piece.
+struct RecordingSink final : OutputSink {
+    void Begin() override { log += "B"; }
+    void Take(std::string_view piece) override {
+        if (taken.size() + piece.size() > room) throw ConversionError(ErrorKind::kCannotWrite, "disk full");
+        taken += piece;
+        pieces.emplace_back(piece);
+    }
+    void Commit() override { log += "C"; }
+    void Abandon() override { log += "A"; }
+    std::string log;
+    std::string taken;
+    std::vector<std::string> pieces;
+    std::size_t room = std::string::npos;
+};
+
 // What `write` puts into a text output, flushed at its end.
 std::string WrittenText(const std::function<void(TextOutput&)>& write);
 
@@ -52,10 +83,6 @@ std::string WrittenText(const std::function<void(TextOutput&)>& write);
 // were `outputName`. Gives the X3D text; empty when the document yields none.
 std::string ConvertInMemory(std::string_view document, const std::vector<std::string>& options,
                             const std::string& outputName = "model.x3d");
-// The same through the converter inside, the document handed to the parser
-// in pieces of `chunkSize` bytes.
-std::string ConvertInPieces(std::string_view document, const std::vector<std::string>& options,
-                            const std::string& outputName, std::size_t chunkSize);
 
 std::string ReadFile(const std::filesystem::path& path);
 // The text of a gzip stream, read with zlib; "<not gzip>" when it is not
@@ -130,11 +157,13 @@ Ending RunMorvane(const std::filesystem::path& directory, const std::vector<std:
 // The entries of `directory` whose names begin with '.'.
 std::vector<std::string> HiddenEntries(const std::filesystem::path& directory);
 
-// An HTTP server on the loopback interface that answers a fixed set of
-// paths with fixed responses (anything else: 404) until the object goes.
+// An HTTP server on the loopback interface, until the object goes, that
+// answers a fixed set of paths with fixed responses (anything else: 404),
+// or hands each connection with the path asked for to `serve`.
 class LocalHttpServer {
 public:
-    explicit LocalHttpServer(std::map<std::string, std::string> responses);
+    using Handler = std::function<void(int client, const std::string& path)>;
+    explicit LocalHttpServer(std::map<std::string, std::string> responses, Handler serve = {});
     ~LocalHttpServer();
     LocalHttpServer(const LocalHttpServer&) = delete;
     LocalHttpServer& operator=(const LocalHttpServer&) = delete;
@@ -145,6 +174,7 @@ private:
     void Serve();
 
     std::map<std::string, std::string> responses_;
+    Handler serve_;
     int listener_ = -1;
     int port_ = 0;
     std::atomic<bool> stopping_{false};

@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <deque>
-#include <memory>
-#include <string>
 
 #include "document/x3d_converter.h"
-#include "lookup_model.h"
 #include "test_support.h"
 
 namespace morvane {
@@ -264,31 +260,6 @@ TEST_F(AppearanceOutput, SketchUpDropsTheMaterialOnlyBesideADiffuseTexture) {
     EXPECT_EQ(Written(Add("P", "", "brick")), PlainAppearance("P"));
     // Unresolved, the texture still removes the material: nothing is left.
     EXPECT_EQ(Written(Add("U", "missing")), "<Appearance containerField='appearance' DEF='U'>\n</Appearance>\n");
-}
-
-// Each of the three searches of the appearances gives the first record in
-// list order, whatever came before.
-TEST(AppearanceLists, EachSearchFindsTheFirstRecordOfItsKey) {
-    using Search = AppearanceNode* (AppearanceList::*)(std::string_view) const;
-    using Key = std::string AppearanceNode::*;
-    const std::pair<Key, Search> keys[] = {{&AppearanceNode::Name, &AppearanceList::FindByName},
-                                           {&AppearanceNode::Id, &AppearanceList::FindById},
-                                           {&AppearanceNode::EffectRef, &AppearanceList::FindByEffect}};
-    unsigned seed = 10;
-    for (const auto& [key, search] : keys) {
-        AppearanceList list;
-        int serial = 0;
-        test::ExpectFirstMatches(
-            [&](const std::string& name) {
-                AppearanceNode record;
-                // The other two keys vary too, and must not disturb this one.
-                record.Name = record.Id = record.EffectRef = "other" + std::to_string(serial % 3);
-                record.*key = name;
-                record.Shininess = static_cast<float>(++serial);
-                return &list.Add(record);
-            },
-            [&](const std::string& name) { return (list.*search)(name); }, [&] { list.clear(); }, ++seed);
-    }
 }
 
 }  // namespace

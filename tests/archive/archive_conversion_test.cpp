@@ -3,8 +3,6 @@
 // hostile archives refused in one line with nothing written anywhere.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <map>
 #include <set>
 
 #include "archive/zip_writer.h"
@@ -16,7 +14,6 @@ namespace morvane {
 namespace {
 
 namespace fs = std::filesystem;
-using test::Kml;
 using test::MakeZip;
 using test::ReadFile;
 using test::TexturedDocument;
@@ -68,11 +65,13 @@ const std::set<std::string> kUntouched = {"work", "work/in.kmz", "work/in.x3d"};
 TEST(ArchiveConversion, ImagesAreExtractedBesideTheOutputAndNamedFromIt) {
     const std::string wood = kPng + " wood";
     const std::string zip = MakeZip({
-        {"doc.kml", Kml("models/m.dae")},
+        {"doc.kml", test::Kml("models/m.dae")},
         {"models/m.dae", TexturedDocument({"../textures/wood.png", "maps/stone.tga", "http://example.org/sky.png",
                                            "../../outside.png", "C:\\Users\\me\\grass.jpg"})},
         {"textures/wood.png", wood},
-        {"models/maps/stone.tga", test::SmallTga()},
+        // A 2 x 2 uncompressed TGA, a format browsers cannot show.
+        {"models/maps/stone.tga", std::string("\0\0\2", 3) + std::string(9, '\0') + std::string("\2\0\2\0\x18\0", 6) +
+                                      std::string(12, '\xff')},
         {"models/grass.jpg", "\xff\xd8\xff grass"},
         {"outside.png", "x"},
     });
@@ -140,6 +139,8 @@ TEST(ArchiveConversion, HostileArchivesAreRefusedInOneLineWithNothingWritten) {
     ZipEntry lying{"m.dae", TexturedDocument()};
     lying.Crc = 7;
     const std::string whole = MakeZip({{"m.dae", TexturedDocument()}});
+    std::vector<ZipEntry> crowd(100001, ZipEntry{"", "", false});
+    for (std::size_t i = 0; i < crowd.size(); ++i) crowd[i].Name = std::to_string(i) + ".dae";
     const struct {
         std::string zip;
         std::string reason;
@@ -154,8 +155,9 @@ TEST(ArchiveConversion, HostileArchivesAreRefusedInOneLineWithNothingWritten) {
         {MakeZip({lying}), "zip archive entry m.dae is corrupt (its checksum does not match)"},
         {MakeZip({{"readme.txt", "x"}}),
          "zip archive without a COLLADA document (no .kml, manifest.xml or .dae entry)"},
-        {MakeZip({{"doc.kml", Kml("model.dae")}, {"models/model.dae", "x"}}),
+        {MakeZip({{"doc.kml", test::Kml("model.dae")}, {"models/model.dae", "x"}}),
          "doc.kml names model.dae, which the archive does not hold"},
+        {MakeZip(crowd), "zip archive with more than 100000 entries"},
         {MakeZip({{"m.dae", "<COLLADA><unclosed></COLLADA>"}}),
          "not well-formed XML at line 1, column 22: mismatched tag"},
     };
@@ -193,14 +195,16 @@ TEST(ArchiveConversion, DecompressionBombsStopAtTheirLimits) {
 }
 
 TEST(ArchiveConversion, DuplicateNamesAreReadFirstAndWarnedOf) {
-    const Outcome outcome = Convert(MakeZip({{"m.dae", TexturedDocument({"a.png"})},
-                                             {"a.png", kPng + "first"},
+    // A backslash is a folder's separator too.
+    const Outcome outcome = Convert(MakeZip({{"m.dae", TexturedDocument({"maps/a.png"})},
+                                             {"maps\\a.png", kPng + "first"},
                                              {"m.dae", "<COLLADA/>"},
-                                             {"a.png", kPng + "second"}}));
+                                             {"maps/a.png", kPng + "second"}}));
     EXPECT_EQ(outcome.run.err,
               "morvane: in.kmz: warning: zip archive holds m.dae more than once: the first is read\n"
-              "morvane: in.kmz: warning: zip archive holds a.png more than once: the first is read\n");
-    EXPECT_NE(outcome.output.find("url='\"in_files/a.png\"'"), std::string::npos);
+              "morvane: in.kmz: warning: zip archive holds maps/a.png more than once: the first is read\n");
+    EXPECT_NE(outcome.output.find("url='\"in_files/maps/a.png\"'"), std::string::npos);
+    EXPECT_EQ(outcome.contents.at("work/in_files/maps/a.png"), kPng + "first");
 }
 
 TEST(ArchiveConversion, AnArchiveIsKnownByItsContentFromAFileAUrlOrMemory) {

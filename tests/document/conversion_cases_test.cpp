@@ -12,8 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <sstream>
 
 #include "test_support.h"
 
@@ -24,7 +22,6 @@ namespace fs = std::filesystem;
 
 struct ConversionCase {
     fs::path document;
-    std::string variant;  // empty for the run without options
     std::vector<std::string> options;
     fs::path expected;
     fs::path expectedOut;  // empty when standard output is not checked
@@ -34,13 +31,6 @@ struct ConversionCase {
 };
 
 fs::path CasesDirectory() { return fs::path(MORVANE_SOURCE_DIR) / "tests" / "cases"; }
-
-std::vector<std::string> SplitBlanks(const std::string& text) {
-    std::istringstream words(text);
-    std::vector<std::string> options;
-    for (std::string word; words >> word;) options.push_back(word);
-    return options;
-}
 
 std::vector<ConversionCase> FindCases() {
     std::vector<ConversionCase> cases;
@@ -54,10 +44,7 @@ std::vector<ConversionCase> FindCases() {
         ConversionCase c;
         const std::string caseName = stem.substr(0, dot);
         c.document = path.parent_path() / (caseName + ".dae");
-        if (dot != std::string::npos) {
-            c.variant = stem.substr(dot + 1);
-            c.options = SplitBlanks(test::ReadFile(path.parent_path() / (stem + ".args")));
-        }
+        if (dot != std::string::npos) c.options = test::Words(test::ReadFile(path.parent_path() / (stem + ".args")));
         c.expected = path;
         const fs::path out = path.parent_path() / (stem + ".out");
         if (fs::exists(out)) c.expectedOut = out;
@@ -65,10 +52,7 @@ std::vector<ConversionCase> FindCases() {
     }
     std::sort(cases.begin(), cases.end(),
               [](const ConversionCase& a, const ConversionCase& b) { return a.expected < b.expected; });
-    std::vector<fs::path> documents;
-    for (const ConversionCase& c : cases) {
-        if (documents.empty() || documents.back() != c.document) documents.push_back(c.document);
-    }
+    const std::vector<fs::path> documents = test::Documents(CasesDirectory());
     for (ConversionCase& c : cases) {
         const std::size_t at = static_cast<std::size_t>(
             std::find(documents.begin(), documents.end(), c.document) - documents.begin());

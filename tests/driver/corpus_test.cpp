@@ -2,31 +2,17 @@
 // without a crash, a hang or a sanitizer report, with the default options
 // and with libraries and without smoothing, and its output is well-formed
 // XML unless the document's own names or texts hold characters that the
-// output carries raw. A document without output says why in one line.
+// output carries raw. A document without output says why in one line. The
+// same holds for the documents under tests/regressions.
 #include <expat.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "test_support.h"
 
 namespace morvane {
 namespace {
-
-std::filesystem::path CorpusDirectory() {
-    return std::filesystem::path(MORVANE_SOURCE_DIR).parent_path() / "shared" / "corpus";
-}
-
-std::vector<std::filesystem::path> CorpusDocuments() {
-    std::vector<std::filesystem::path> documents;
-    if (!std::filesystem::is_directory(CorpusDirectory())) return documents;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(CorpusDirectory())) {
-        if (entry.is_regular_file() && entry.path().extension() == ".dae") documents.push_back(entry.path());
-    }
-    std::sort(documents.begin(), documents.end());
-    return documents;
-}
 
 // Whether some attribute value or text of the document, once read, holds a
 // character that markup or encoding would need escaped: names and texts
@@ -60,12 +46,18 @@ bool CarriesRawCharacters(const std::filesystem::path& document) {
     return found;
 }
 
-void ConvertAll(const std::vector<std::string>& options) {
-    const auto documents = CorpusDocuments();
-    if (documents.empty()) GTEST_SKIP() << "no corpus at " << CorpusDirectory();
+// Converts each of `documents` with `options`, then those it names itself
+// in a comment "<!-- options: -l -ss -->".
+void ConvertAll(const std::vector<std::filesystem::path>& documents, const std::vector<std::string>& options) {
     test::ScratchDirectory scratch;
     for (const auto& document : documents) {
         std::vector<std::string> args = options;
+        const std::string text = test::ReadFile(document);
+        if (const std::size_t mark = text.find("<!-- options:"); mark != std::string::npos) {
+            for (const std::string& word : test::Words(text.substr(mark + 13, text.find("-->", mark) - mark - 13))) {
+                args.push_back(word);
+            }
+        }
         args.push_back(document.string());
         args.push_back((scratch / "out.x3d").string());
         const auto result = test::RunMorvane(scratch.Path(), args);
@@ -81,9 +73,23 @@ void ConvertAll(const std::vector<std::string>& options) {
     }
 }
 
-TEST(Corpus, ConvertsEveryDocumentWithDefaultOptions) { ConvertAll({"-fs"}); }
+void ConvertCorpus(const std::vector<std::string>& options) {
+    const auto documents = test::Documents(test::CorpusDirectory());
+    if (documents.empty()) GTEST_SKIP() << "no corpus at " << test::CorpusDirectory();
+    ConvertAll(documents, options);
+}
 
-TEST(Corpus, ConvertsEveryDocumentWithLibrariesAndWithoutSmoothing) { ConvertAll({"-l", "-ss"}); }
+TEST(Corpus, ConvertsEveryDocumentWithDefaultOptions) { ConvertCorpus({"-fs"}); }
+
+TEST(Corpus, ConvertsEveryDocumentWithLibrariesAndWithoutSmoothing) { ConvertCorpus({"-l", "-ss"}); }
+
+// Every document under tests/regressions once broke a conversion: a crash,
+// a hang or a sanitizer report.
+TEST(RegressionInputs, EachConvertsOrSaysWhyNot) {
+    const auto documents = test::Documents(std::filesystem::path(MORVANE_SOURCE_DIR) / "tests" / "regressions");
+    ASSERT_FALSE(documents.empty());
+    ConvertAll(documents, {});
+}
 
 }  // namespace
 }  // namespace morvane

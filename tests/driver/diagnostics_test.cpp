@@ -2,12 +2,13 @@
 // and the user can tell the reasons apart; standard output and the exit
 // code stay as they were.
 #include <pwd.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <chrono>
 
 #include "test_support.h"
 
@@ -116,6 +117,39 @@ TEST(Diagnostics, ControlCharactersInNamesAndReasonsAreShownEscaped) {
     const auto refused = RunMorvane(scratch.Path(), {"tab\there.dae", "keep\r.dae"});
     EXPECT_EQ(refused.err, "morvane: tab\\there.dae: refused: keep\\r.dae is an existing .dae file\n");
     EXPECT_EQ(test::ReadFile(scratch / "keep\r.dae"), "another document");
+}
+
+// A download that crawls is given up, so that a batch is never held for
+// ever by a server that sends a byte now and then.
+TEST(Download, ATransferSlowerThanOneKibibyteASecondForAMinuteIsGivenUp) {
+    test::ScratchDirectory scratch;
+    test::WriteFile(scratch / "m.x3d", "earlier");
+    // A 200 response of no stated length: a start tag, then white space
+    // inside the element at two bytes a second, until the client leaves.
+    std::atomic<std::size_t> sent{0};
+    test::LocalHttpServer server({}, [&sent](int client, const std::string&) {
+        const std::string head = "HTTP/1.1 200 OK\r\nContent-Type: model/vnd.collada+xml\r\n\r\n<COLLADA>";
+        for (bool open = send(client, head.data(), head.size(), MSG_NOSIGNAL) > 0; open; sent += 2) {
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            open = send(client, "  ", 2, MSG_NOSIGNAL) == 2;
+        }
+    });
+    const std::string url = server.Url("/m.dae");
+    const auto started = std::chrono::steady_clock::now();
+    const auto ending = test::Execute({.Directory = scratch.Path(), .Args = {url}, .TimeoutSeconds = 150});
+    const auto seconds =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - started).count();
+    EXPECT_FALSE(ending.hung);
+    EXPECT_EQ(ending.exitCode, 0);
+    EXPECT_EQ(ending.out, "");
+    EXPECT_EQ(ending.err, "morvane: " + url +
+                              ": download failed: Operation too slow. Less than 1024 bytes/sec transferred the last "
+                              "60 seconds\n");
+    // Given up after a minute of crawling, not at the first slow second.
+    EXPECT_GE(seconds, 59);
+    EXPECT_GE(sent, 100u);
+    EXPECT_EQ(test::ReadFile(scratch / "m.x3d"), "earlier");
+    EXPECT_TRUE(test::HiddenEntries(scratch.Path()).empty());
 }
 
 }  // namespace

@@ -1,15 +1,9 @@
-// Output files as the converter writes them, and the built program run as
-// a user would, in a scratch directory.
+// The built program run as a user would, in a scratch directory: the usage
+// text, batches, and the prompt before a long smoothing.
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
 
-#include <filesystem>
-
-#include "document/output_file.h"
-#include "document/x3d_converter.h"
-#include "driver/command_line.h"
-#include "geometry/mesh_node.h"
 #include "test_support.h"
 
 namespace morvane {
@@ -20,7 +14,6 @@ using test::ScratchDirectory;
 
 const std::string kPrompt =
     "This file may take a long time to smooth & optimize.\nAre you sure you want to do this? (y/n):";
-const char* const kNoMesh = "<COLLADA><asset><author>nobody</author></asset></COLLADA>";
 
 // A file of `size` bytes that takes no disk space: above the size limit
 // unless told otherwise.
@@ -35,53 +28,23 @@ std::size_t Count(const std::string& text, const std::string& what) {
     return count;
 }
 
-std::size_t EntryCount(const std::filesystem::path& directory) {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator()));
-}
-
 TEST(EndToEnd, WithoutAnInputTheUsageTextIsPrinted) {
     ScratchDirectory scratch;
-    const std::string usage = test::CaptureOutput([](std::FILE* out) { PrintUsage(out); });
-    for (const std::vector<std::string>& args : {std::vector<std::string>{}, {"-sy", "-a45"}}) {
-        const auto result = RunMorvane(scratch.Path(), args);
-        EXPECT_EQ(result.exitCode, 0);
-        EXPECT_EQ(result.out, usage);
-        EXPECT_EQ(result.err, "");
-    }
+    const auto usage = RunMorvane(scratch.Path(), {});
+    EXPECT_EQ(usage.exitCode, 0);
+    EXPECT_EQ(usage.err, "");
+    EXPECT_EQ(usage.out.rfind("\nUsage: Morvane [options] <inputfile or url> <output file name>\n", 0), 0u);
     // The default angle is shown, whatever the arguments say.
-    EXPECT_EQ(usage.rfind("\nUsage: Morvane [options] <inputfile or url> <output file name>\n", 0), 0u);
-    EXPECT_NE(usage.find("\n-a  : set crease angle (default is 60.0)\n"), std::string::npos);
-}
-
-TEST(EndToEnd, NothingIsWrittenForNoMatchNoMeshOrABrokenDocument) {
-    ScratchDirectory scratch;
-    test::WriteFile(scratch / "model.obj", "");
-    for (const char* pattern : {"*.dae", "sub/*.dae", "100%20model.dae"}) {
-        const auto result = RunMorvane(scratch.Path(), {pattern});
-        EXPECT_EQ(result.exitCode, 0) << pattern;
-        EXPECT_EQ(result.out, "No\tmatching files found\n") << pattern;
-    }
-    test::WriteFile(scratch / "a-broken.dae", "<COLLADA><asset>");
-    test::WriteFile(scratch / "b-empty.dae", kNoMesh);
-    // The prompt shows that the batch went on to the last file.
-    MakeSparseFile(scratch / "c-large.dae");
-    const auto result = RunMorvane(scratch.Path(), {"*.dae"}, "y");
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.out, kPrompt);
-    // Each says why it gave nothing; expat counts the column of the end of
-    // the text, or of the first NUL byte, from 1.
-    EXPECT_EQ(result.err,
-              "morvane: a-broken.dae: not well-formed XML at line 1, column 17: no element found\n"
-              "morvane: b-empty.dae: nothing to convert (no triangles, polylist, polygons or lines)\n"
-              "morvane: c-large.dae: not well-formed XML at line 1, column 1: not well-formed (invalid token)\n");
-    EXPECT_EQ(EntryCount(scratch.Path()), 4u);
+    EXPECT_NE(usage.out.find("\n-a  : set crease angle (default is 60.0)\n"), std::string::npos);
+    const auto withOptions = RunMorvane(scratch.Path(), {"-sy", "-a45"});
+    EXPECT_EQ(withOptions.exitCode, 0);
+    EXPECT_EQ(withOptions.out, usage.out);
+    EXPECT_EQ(withOptions.err, "");
 }
 
 TEST(EndToEnd, ABatchNeverOpensAMatchThatIsNotARegularFile) {
     ScratchDirectory scratch;
-    test::WriteFile(scratch / "a.dae",
-                    test::ReadFile(std::filesystem::path(MORVANE_SOURCE_DIR) / "examples" / "cube.dae"));
+    test::WriteFile(scratch / "a.dae", test::CubeDocument());
     // Opened, a FIFO would wait for a writer for ever.
     ASSERT_EQ(mkfifo((scratch / "b.dae").c_str(), 0600), 0);
     std::filesystem::create_directory(scratch / "c.dae");
@@ -94,7 +57,7 @@ TEST(EndToEnd, ABatchNeverOpensAMatchThatIsNotARegularFile) {
 
 TEST(EndToEnd, ABatchPassesOverASecondArgumentThatIsNoDirectory) {
     ScratchDirectory scratch;
-    const std::string cube = test::ReadFile(std::filesystem::path(MORVANE_SOURCE_DIR) / "examples" / "cube.dae");
+    const std::string cube = test::CubeDocument();
     std::filesystem::create_directory(scratch / "in");
     for (const char* name : {"a.dae", "b.dae"}) test::WriteFile(scratch / "in" / name, cube);
     // What "morvane 'in/*.dae' out.x3d" would otherwise write twice, the
@@ -154,39 +117,6 @@ TEST(EndToEnd, AnOutputThatMayNotBeWrittenIsFoundOutBeforeTheDocumentIsRead) {
         EXPECT_EQ(result.err, "morvane: big.dae: " + std::string(line) + "\n");
     }
     EXPECT_EQ(test::ReadFile(scratch / "other.DAE"), "keep me");
-}
-
-// Runs one document through its start and end with a bounding box of a
-// cube of side 2 and one mesh; gives what the output holds.
-std::string Convert(const std::filesystem::path& output) {
-    X3dConverter converter;
-    OutputStream file(output.string());
-    converter.OutputFileName = output.string();
-    converter.Output = &file;
-    converter.startDocument();
-    converter.State().BoundsMin = {-1.0, -1.0, -1.0};
-    converter.State().BoundsMax = {1.0, 1.0, 1.0};
-    converter.State().MeshLibrary->AddMesh("geometry", "", MeshKind::kFaceSet, 60.0f);
-    converter.endDocument();
-    return std::filesystem::is_regular_file(output) ? test::ReadFile(output) : std::string();
-}
-
-TEST(DocumentFrame, BaseNameDropsDirectoryAndExtension) {
-    test::ScratchDirectory scratch;
-    std::filesystem::create_directory(scratch / "v1.2");
-    // A dot in a directory name, none in the file name: the cut happens at that dot.
-    EXPECT_NE(Convert(scratch / "v1.2" / "model").find("<Viewpoint DEF='v1 Front'"), std::string::npos);
-    EXPECT_NE(Convert(scratch / "v1.2" / "model.x3d.x3d").find("<Viewpoint DEF='model.x3d Front'"),
-              std::string::npos);
-}
-
-TEST(DocumentFrame, ReplacesAnEarlierFileWholeAndLeavesNoTemporary) {
-    test::ScratchDirectory scratch;
-    test::WriteFile(scratch / "out.x3d", std::string(100000, 'x'));
-    const std::string text = Convert(scratch / "out.x3d");
-    EXPECT_EQ(text.rfind("<?xml", 0), 0u);
-    EXPECT_EQ(text.find("xxxxxxxxxx"), std::string::npos);
-    EXPECT_EQ(EntryCount(scratch.Path()), 1u);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 // shows on its standard error.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <random>
 
 #include "nodes/x3d_node.h"
@@ -13,25 +12,13 @@
 namespace morvane {
 namespace {
 
-using test::ReadFile;
-using test::RunMorvane;
-using test::ScratchDirectory;
-using test::WriteFile;
-
-std::string Cube() { return ReadFile(std::filesystem::path(MORVANE_SOURCE_DIR) / "examples" / "cube.dae"); }
-
-// One polylist geometry `g` with the given index elements and positions, a
+// One polylist geometry with the given index elements and positions, a
 // visual scene holding `scene`, and `library` just before the scene.
 std::string Triangle(const std::string& indices, const std::string& scene,
                      const std::string& positions = "0 0 0 1 0 0 0 1 0", const std::string& library = "") {
-    return "<COLLADA><library_geometries><geometry id='g'><mesh>"
-           "<source id='p'><float_array id='p-array'>" + positions + "</float_array>"
-           "<technique_common><accessor source='#p-array' count='3' stride='3'/></technique_common></source>"
-           "<vertices id='v'><input semantic='POSITION' source='#p'/></vertices>"
-           "<polylist count='2'><input semantic='VERTEX' source='#v' offset='0'/>" + indices +
-           "</polylist></mesh></geometry></library_geometries>" + library +
-           "<library_visual_scenes><visual_scene id='s'>" + scene +
-           "</visual_scene></library_visual_scenes></COLLADA>";
+    return test::MeshDocument(
+        scene, "<polylist count='2'><input semantic='VERTEX' source='#v' offset='0'/>" + indices + "</polylist>",
+        positions, library);
 }
 
 std::string Nested(int depth, const std::string& inside) {
@@ -52,13 +39,13 @@ struct Outcome {
 // not written must have kept the earlier text whole, and left no temporary
 // file behind.
 Outcome Convert(const std::string& document, std::vector<std::string> args = {"-fs"}) {
-    ScratchDirectory scratch;
-    WriteFile(scratch / "in.dae", document);
-    WriteFile(scratch / "in.x3d", "earlier");
+    test::ScratchDirectory scratch;
+    test::WriteFile(scratch / "in.dae", document);
+    test::WriteFile(scratch / "in.x3d", "earlier");
     args.push_back("in.dae");
     Outcome outcome;
-    outcome.run = RunMorvane(scratch.Path(), args);
-    outcome.output = ReadFile(scratch / "in.x3d");
+    outcome.run = test::RunMorvane(scratch.Path(), args);
+    outcome.output = test::ReadFile(scratch / "in.x3d");
     outcome.written = outcome.output != "earlier";
     EXPECT_EQ(outcome.run.exitCode, 0);
     EXPECT_EQ(test::DiagnosticProblem(outcome.run.err, "in.dae", outcome.written), "");
@@ -73,7 +60,7 @@ void ExpectRefused(const Outcome& outcome, const std::string& reason) {
 }
 
 TEST(HostileDocuments, BrokenInputLeavesTheEarlierOutputAlone) {
-    const std::string cube = Cube();
+    const std::string cube = test::CubeDocument();
     for (std::size_t cut : {cube.size() / 3, cube.size() - 10}) {
         EXPECT_FALSE(Convert(cube.substr(0, cut)).written) << cut;
     }
@@ -125,20 +112,15 @@ TEST(HostileDocuments, SceneDepthHasALimit) {
     }
 }
 
-// A mesh of `triangles` elements, each of which holds one whole triangle
-// and a count that promises more.
+// A mesh of triangles elements, each of which holds one whole triangle and
+// a count that promises more.
 std::string PromisedTriangles(std::initializer_list<int> counts) {
     std::string primitives;
     for (int count : counts) {
         primitives += "<triangles count='" + std::to_string(count) +
                       "'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>";
     }
-    return "<COLLADA><library_geometries><geometry id='g'><mesh>"
-           "<source id='p'><float_array id='p-array'>0 0 0 1 0 0 0 1 0</float_array></source>"
-           "<vertices id='v'><input semantic='POSITION' source='#p'/></vertices>" +
-           primitives +
-           "</mesh></geometry></library_geometries><library_visual_scenes><visual_scene>"
-           "<node><instance_geometry url='#g'/></node></visual_scene></library_visual_scenes></COLLADA>";
+    return test::MeshDocument("<node><instance_geometry url='#g'/></node>", primitives);
 }
 
 TEST(HostileDocuments, CountsBeyondTheirListsShareOneMarginPerDocument) {
@@ -158,20 +140,15 @@ TEST(HostileDocuments, CountsBeyondTheirListsShareOneMarginPerDocument) {
 
 // One triangle, turned by one step of `degrees` about Z.
 std::string Turn(const std::string& degrees, const std::string& padding = "") {
-    return "<COLLADA>" + padding +
-           "<library_geometries><geometry id='g'><mesh>"
-           "<source id='p'><float_array id='p-array'>0 0 0 1 0 0 0 1 0</float_array></source>"
-           "<vertices id='v'><input semantic='POSITION' source='#p'/></vertices>"
-           "<triangles count='1'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>"
-           "</mesh></geometry></library_geometries><library_animations><animation>"
-           "<source id='time'><float_array id='time-array'>0 1</float_array><technique_common>"
-           "<accessor source='#time-array'><param name='TIME'/></accessor></technique_common></source>"
-           "<source id='angle'><float_array id='angle-array'>0 " + degrees + "</float_array><technique_common>"
-           "<accessor source='#angle-array'><param name='ANGLE'/></accessor></technique_common></source>"
-           "<sampler><input semantic='INPUT' source='#time'/><input semantic='OUTPUT' source='#angle'/></sampler>"
-           "<channel source='#s' target='n/rotateZ.ANGLE'/></animation></library_animations>"
-           "<library_visual_scenes><visual_scene><node id='n'><instance_geometry url='#g'/></node>"
-           "</visual_scene></library_visual_scenes></COLLADA>";
+    return test::MeshDocument(
+        "<node id='n'><instance_geometry url='#g'/></node>", test::kOneTriangle, "0 0 0 1 0 0 0 1 0",
+        padding + "<library_animations><animation><source id='time'><float_array id='time-array'>0 1</float_array>"
+                  "<technique_common><accessor source='#time-array'><param name='TIME'/></accessor></technique_common>"
+                  "</source><source id='angle'><float_array id='angle-array'>0 " + degrees + "</float_array>"
+                  "<technique_common><accessor source='#angle-array'><param name='ANGLE'/></accessor>"
+                  "</technique_common></source><sampler><input semantic='INPUT' source='#time'/>"
+                  "<input semantic='OUTPUT' source='#angle'/></sampler><channel source='#s' target='n/rotateZ.ANGLE'/>"
+                  "</animation></library_animations>");
 }
 
 TEST(HostileDocuments, TheOutputIsAtMostAHundredTimesTheDocumentOr64MiB) {

@@ -5,8 +5,6 @@
 #include <cstring>
 #include <limits>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "appearance/appearance_node.h"
 #include "document/x3d_converter.h"
@@ -39,13 +37,6 @@ TEST(MeshWelding, ZerosWeldKeepingTheFirstFormAndNaNNeverWelds) {
     EXPECT_EQ(mesh.Data().CoordIndex.Flat(), (IntList{0, 0, 1, 2, 3, 0}));
     EXPECT_TRUE(std::signbit(mesh.Data().Coordinates[0].X));
     EXPECT_FALSE(std::signbit(mesh.Data().Coordinates[0].Z));
-}
-
-TEST(MeshWelding, EveryFaceCounts) {
-    MeshNode mesh = NewMesh();
-    for (int i = 0; i < 129; ++i) mesh.AddFacetOptimized(Facet());
-    mesh.AddFacet(Facet());
-    EXPECT_EQ(mesh.Data().CoordIndex.FaceCount() + mesh.Data().NormalIndex.FaceCount() + mesh.Data().TexCoordIndex.FaceCount(), 390u);
 }
 
 // Welding as a plain scan from index 0 does it.

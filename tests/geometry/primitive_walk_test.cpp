@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <memory>
-#include <string>
-
 #include "events/central_object.h"
 #include "geometry/mesh_node.h"
 #include "test_support.h"

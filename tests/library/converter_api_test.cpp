@@ -6,11 +6,8 @@
 #include <locale.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <set>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "library/diagnostic_kinds.h"
 #include "morvane/morvane.h"
@@ -24,11 +21,8 @@ extern "C" void __lsan_enable() __attribute__((weak));
 
 namespace {
 
-const char* const kDocument = morvane::test::kNestedTriangle;
-
-std::string Cube() {
-    return morvane::test::ReadFile(std::filesystem::path(MORVANE_SOURCE_DIR) / "examples" / "cube.dae");
-}
+const std::string& kDocument = morvane::test::kNestedTriangle;
+using morvane::test::CubeDocument;
 
 std::string Text(morvane::Converter& converter, const std::string& document) {
     std::string x3d;
@@ -37,46 +31,44 @@ std::string Text(morvane::Converter& converter, const std::string& document) {
 }
 
 TEST(Library, GivesTheProgramsBytesWholeOrStreamed) {
-    const std::string cube = Cube();
+    const std::string cube = CubeDocument();
     morvane::test::ScratchDirectory scratch;
-    ASSERT_EQ(morvane::test::RunMorvane(scratch.Path(), {std::string(MORVANE_SOURCE_DIR) + "/examples/cube.dae",
-                                                         (scratch / "output.x3d").string()})
-                  .exitCode,
-              0);
-    const std::string written = morvane::test::ReadFile(scratch / "output.x3d");
-    ASSERT_NE(written, "");
-
     morvane_converter* converter = morvane_new();
     ASSERT_NE(converter, nullptr);
-    char* text = nullptr;
-    std::size_t size = 0;
-    ASSERT_EQ(morvane_convert_to_text(converter, cube.data(), cube.size(), &text, &size), MORVANE_OK);
-    EXPECT_EQ(std::string(text, size), written);
-    EXPECT_EQ(text[size], '\0');
-    morvane_free_text(text);
+    for (const std::vector<const char*>& options : {std::vector<const char*>{}, {"-l", "-ss", "-sv"}}) {
+        // The program writes over a longer file, of which nothing may be left.
+        morvane::test::WriteFile(scratch / "output.x3d", std::string(100000, 'x'));
+        std::vector<std::string> args(options.begin(), options.end());
+        args.insert(args.end(), {std::string(MORVANE_SOURCE_DIR) + "/examples/cube.dae", "output.x3d"});
+        ASSERT_EQ(morvane::test::RunMorvane(scratch.Path(), args).exitCode, 0);
+        const std::string written = morvane::test::ReadFile(scratch / "output.x3d");
+        ASSERT_EQ(morvane_set_options(converter, options.data(), options.size()), MORVANE_OK);
 
-    std::string streamed;
-    int pieces = 0;
-    struct Gather {
-        std::string* text;
-        int* pieces;
-    } gather{&streamed, &pieces};
-    const auto append = [](void* user, const char* data, std::size_t length) {
-        auto* into = static_cast<Gather*>(user);
-        into->text->append(data, length);
-        ++*into->pieces;
-        return 0;
-    };
-    EXPECT_EQ(morvane_convert(converter, cube.data(), cube.size(), append, &gather), MORVANE_OK);
-    EXPECT_EQ(streamed, written);
-    EXPECT_GE(pieces, 1);
-    EXPECT_EQ(morvane_diagnostic_count(converter), 0u);
+        char* text = nullptr;
+        std::size_t size = 0;
+        ASSERT_EQ(morvane_convert_to_text(converter, cube.data(), cube.size(), &text, &size), MORVANE_OK);
+        EXPECT_EQ(std::string(text, size), written);
+        EXPECT_EQ(text[size], '\0');
+        morvane_free_text(text);
+
+        std::vector<std::string> pieces;
+        const auto append = [](void* user, const char* data, std::size_t length) {
+            static_cast<std::vector<std::string>*>(user)->emplace_back(data, length);
+            return 0;
+        };
+        EXPECT_EQ(morvane_convert(converter, cube.data(), cube.size(), append, &pieces), MORVANE_OK);
+        EXPECT_FALSE(pieces.empty());
+        std::string streamed;
+        for (const std::string& piece : pieces) streamed += piece;
+        EXPECT_EQ(streamed, written);
+        EXPECT_EQ(morvane_diagnostic_count(converter), 0u);
+    }
     morvane_free(converter);
 }
 
 TEST(Library, OptionWordsAreTheCommandLinesAndEachCallStartsFromTheDefaults) {
     morvane::Converter converter;
-    const std::string cube = Cube();
+    const std::string cube = CubeDocument();
     EXPECT_NE(Text(converter, cube).find("<Viewpoint DEF='output Front'"), std::string::npos);
     ASSERT_EQ(converter.SetOptions({"-SV", "-a45.5", "-fm", "-z", "-sp", "--faithful"}), morvane::Status::kOk);
     ASSERT_EQ(converter.SetOptions({"-sv"}), morvane::Status::kOk);
@@ -104,9 +96,14 @@ TEST(Library, OptionWordsAreTheCommandLinesAndEachCallStartsFromTheDefaults) {
 TEST(Library, TheOutputNameNamesTheViewpoints) {
     morvane::Converter converter;
     ASSERT_EQ(converter.SetOutputName("models/ship.x3d"), morvane::Status::kOk);
-    const std::string x3d = Text(converter, Cube());
+    const std::string x3d = Text(converter, CubeDocument());
     EXPECT_NE(x3d.find("<Viewpoint DEF='ship Front'"), std::string::npos);
     EXPECT_EQ(x3d.find("output"), std::string::npos);
+    // The name is cut at its last dot, even one in a folder's name.
+    for (const auto& [name, base] : {std::pair{"v1.2/model", "v1"}, {"model.x3d.x3d", "model.x3d"}}) {
+        ASSERT_EQ(converter.SetOutputName(name), morvane::Status::kOk);
+        EXPECT_NE(Text(converter, kDocument).find(std::string("<Viewpoint DEF='") + base + " Front'"), std::string::npos);
+    }
 }
 
 TEST(Library, RefusalsAreDiagnosticsWithKindAndPlace) {
@@ -140,7 +137,7 @@ TEST(Library, RefusalsAreDiagnosticsWithKindAndPlace) {
 
 TEST(Library, AWriterThatRefusesEndsTheConversion) {
     morvane_converter* converter = morvane_new();
-    const std::string cube = Cube();
+    const std::string cube = CubeDocument();
     int calls = 0;
     const auto refuse = [](void* user, const char*, std::size_t) {
         ++*static_cast<int*>(user);
@@ -157,7 +154,7 @@ TEST(Library, AWriterThatRefusesEndsTheConversion) {
 
 TEST(Library, NullArgumentsAreRefusedAsValues) {
     morvane_converter* converter = morvane_new();
-    const std::string cube = Cube();
+    const std::string cube = CubeDocument();
     char* text = reinterpret_cast<char*>(1);
     std::size_t size = 7;
     const auto ignore = [](void*, const char*, std::size_t) { return 0; };
@@ -219,14 +216,8 @@ TEST(Library, ACallbacksExceptionReachesTheCaller) {
 TEST(Library, NumbersReadAsInTheCLocaleWhateverTheThreadsLocale) {
     // "0.5x" is read as far as it goes, 0.5, as scanf reads it in the C
     // locale; where the decimal point is a comma scanf would stop at "0".
-    const std::string document =
-        "<COLLADA><library_geometries><geometry id='g'><mesh>"
-        "<source id='pos'><float_array id='pos-array'>0 0 0 1 0 0 0 0.5x 0</float_array></source>"
-        "<vertices id='v'><input semantic='POSITION' source='#pos'/></vertices>"
-        "<triangles count='1'><input semantic='VERTEX' source='#v' offset='0'/><p>0 1 2</p></triangles>"
-        "</mesh></geometry></library_geometries>"
-        "<library_visual_scenes><visual_scene><node id='a'><instance_geometry url='#g'/></node>"
-        "</visual_scene></library_visual_scenes></COLLADA>";
+    const std::string document = morvane::test::MeshDocument("<node id='a'><instance_geometry url='#g'/></node>",
+                                                             morvane::test::kOneTriangle, "0 0 0 1 0 0 0 0.5x 0");
     morvane::Converter converter;
     const std::string inC = Text(converter, document);
     // The third point, 0.5 inch (the unit a document without one has) up.

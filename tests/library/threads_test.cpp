@@ -4,33 +4,12 @@
 // race that happens to give the right bytes.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
-#include <filesystem>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "morvane/morvane.hpp"
 #include "test_support.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-// Documents of the corpus below a megabyte (all but a few dozen), in a fixed order.
-std::vector<fs::path> CorpusDocuments() {
-    const fs::path corpus = fs::path(MORVANE_SOURCE_DIR).parent_path() / "shared" / "corpus";
-    std::vector<fs::path> documents;
-    if (!fs::is_directory(corpus)) return documents;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(corpus)) {
-        if (entry.is_regular_file() && entry.path().extension() == ".dae" && entry.file_size() < 1000000) {
-            documents.push_back(entry.path());
-        }
-    }
-    std::sort(documents.begin(), documents.end());
-    return documents;
-}
 
 // What a conversion gave: its text, its status and its diagnostics.
 std::string Outcome(morvane::Converter& converter, std::size_t index, const std::string& document) {
@@ -48,7 +27,8 @@ std::string Outcome(morvane::Converter& converter, std::size_t index, const std:
 }
 
 TEST(Threads, EightThreadsGiveWhatOneGives) {
-    const std::vector<fs::path> paths = CorpusDocuments();
+    // Documents below a megabyte: all but a few dozen.
+    const std::vector<fs::path> paths = morvane::test::Documents(morvane::test::CorpusDirectory(), 1000000);
     if (paths.empty()) GTEST_SKIP() << "no corpus beside the source tree";
     std::vector<std::string> documents;
     for (const fs::path& path : paths) documents.push_back(morvane::test::ReadFile(path));

@@ -1,17 +1,35 @@
+// Transform and Shape nodes: the scale and rotation they write, the
+// search among their children, and the appearance a mesh takes.
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <memory>
-#include <random>
 
 #include "document/x3d_converter.h"
 #include "geometry/mesh_node.h"
-#include "lookup_model.h"
 #include "nodes/x3d_node.h"
-#include "scene/viewpoint_node.h"
 
 namespace morvane {
 namespace {
+
+// The scale attribute of a Transform: from the node's scale field when the
+// matrix diagonal is all ones, from the diagonal (second and third values
+// exchanged) as soon as any one of the three is not.
+std::string ScaleOf(double x, double y, double z, Vector3 field = {1.0, 1.0, 1.0}) {
+    TransformNode node("n", nullptr);
+    node.Matrix.Elements = {x, 0, 0, 0, 0, y, 0, 0, 0, 0, z, 0, 0, 0, 0, 1};
+    node.Scale = field;
+    return node.ScaleText();
+}
+
+TEST(ScaleText, AMatrixThatScalesAlongOneAxisAloneIsTakenFromTheDiagonal) {
+    EXPECT_EQ(ScaleOf(2, 1, 1), "2 1 1");
+    EXPECT_EQ(ScaleOf(1, 3, 1), "1 1 3");
+    EXPECT_EQ(ScaleOf(1, 1, 4), "1 4 1");
+    EXPECT_EQ(ScaleOf(1, 1, 4, {7, 8, 9}), "1 4 1");
+    EXPECT_EQ(ScaleOf(2, 3, 4, {7, 8, 9}), "2 4 3");
+    // Only a diagonal of ones leaves the scale to the field.
+    EXPECT_EQ(ScaleOf(1, 1, 1, {7, 8, 9}), "7 8 9");
+}
 
 std::string RotationOf(std::array<double, 16> elements) {
     TransformNode node("n", nullptr);
@@ -51,46 +69,6 @@ TEST(TransformNode, FindDescendantLooksAtAllChildrenBeforeGoingDeeper) {
     // The node's own name is not compared, and case counts.
     EXPECT_EQ(root.FindDescendant("Library"), nullptr);
     EXPECT_EQ(root.FindDescendant("Target"), nullptr);
-}
-
-// A random tree of awkward names, up to `depth` levels below `parent`.
-void Grow(TransformNode& parent, std::mt19937& random, int depth) {
-    const auto& names = test::AwkwardNames();
-    for (unsigned i = random() % 4; i > 0; --i) {
-        auto& child = parent.Children.emplace_back(
-            std::make_unique<TransformNode>(names[random() % names.size()], nullptr));
-        if (depth > 1) Grow(*child, random, depth - 1);
-    }
-}
-
-TEST(TransformNode, TheDescendantIndexFindsWhatTheSearchFinds) {
-    std::mt19937 random(20);
-    for (int round = 0; round < 100; ++round) {
-        TransformNode root("", nullptr);
-        Grow(root, random, 4);
-        const DescendantIndex index(root);
-        for (const std::string& name : test::AwkwardNames()) {
-            EXPECT_EQ(index.Find(name), root.FindDescendant(name)) << "round " << round << ", '" << name << "'";
-        }
-    }
-}
-
-TEST(TransformNode, FindInstanceGivesTheFirstShapeOfAName) {
-    auto node = std::make_unique<TransformNode>("n", nullptr);
-    std::deque<ShapeNode> shapes;
-    std::deque<ViewpointNode> viewpoints;
-    test::ExpectFirstMatches(
-        [&](const std::string& name) {
-            // A viewpoint of the same name stands before it and must not be found.
-            ViewpointNode& viewpoint = viewpoints.emplace_back(nullptr);
-            viewpoint.Name = name;
-            node->AddInstance(&viewpoint);
-            ShapeNode* shape = &shapes.emplace_back(nullptr, name);
-            node->AddInstance(shape);
-            return shape;
-        },
-        [&](const std::string& name) { return node->FindInstance(name); },
-        [&] { node = std::make_unique<TransformNode>("n", nullptr); }, 21);
 }
 
 TEST(ShapeNode, AMeshTakesItsAppearanceByNameElseByTheFirstBindingThatResolves) {

@@ -179,6 +179,16 @@ TEST(ArchiveConversion, DecompressionBombsStopAtTheirLimits) {
               "size\n");
     EXPECT_EQ(document.files, kUntouched);
 
+    // Two million empty nodes (14 MB) deflate to a few kilobytes; their
+    // tree, 40 bytes a node, would pass the 48 MiB that so small an archive
+    // allows, however little the document's own size says.
+    std::string nodes = "<COLLADA><library_nodes>";
+    for (int i = 0; i < 2000000; ++i) nodes += "<node/>";
+    const Outcome crowded = Convert(MakeZip({{"m.dae", nodes + "</library_nodes></COLLADA>"}}));
+    EXPECT_EQ(crowded.run.err,
+              "morvane: in.kmz: needs more memory than its size allows (48 MiB, 4 bytes for each byte of input)\n");
+    EXPECT_EQ(crowded.files, kUntouched);
+
     // An image past its limit is left out; the output is written. Stored
     // padding of 6 MiB lets the archive hold 4 x 6 + 48 MiB, so the image's
     // own limit of 64 MiB is the one met; in an archive of a few kilobytes

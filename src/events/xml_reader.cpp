@@ -126,7 +126,7 @@ public:
     bool Feed(const char* data, std::size_t size) {
         while (!failure_ && size > 0) {
             const int piece = static_cast<int>(std::min<std::size_t>(size, kLargestBlock));
-            if (handler_ != nullptr) handler_->bytesGiven(fed_ + static_cast<std::uint64_t>(piece));
+            if (!Given(static_cast<std::uint64_t>(piece))) break;
             if (XML_Parse(parser_, data, piece, XML_FALSE) != XML_STATUS_OK) NoteExpatError();
             fed_ += static_cast<std::uint64_t>(piece);
             data += piece;
@@ -215,7 +215,7 @@ private:
     // since the last event: a huge attribute then costs linear time.
     bool OpenBlock() {
         if (block_ != nullptr) return true;
-        const std::uint64_t waiting = fed_ - lastEvent_;
+        const std::uint64_t waiting = fed_ - std::min(fed_, lastEvent_);
         blockSize_ = static_cast<std::size_t>(std::clamp<std::uint64_t>(waiting, kReadBlock, kLargestBlock));
         block_ = static_cast<char*>(XML_GetBuffer(parser_, static_cast<int>(blockSize_)));
         blockFilled_ = 0;
@@ -227,15 +227,30 @@ private:
         const int filled = static_cast<int>(blockFilled_);
         block_ = nullptr;
         blockFilled_ = 0;
-        if (handler_ != nullptr) handler_->bytesGiven(fed_ + static_cast<std::uint64_t>(filled));
+        if (!Given(static_cast<std::uint64_t>(filled))) return;
         if (XML_ParseBuffer(parser_, filled, final ? XML_TRUE : XML_FALSE) != XML_STATUS_OK) NoteExpatError();
         fed_ += static_cast<std::uint64_t>(filled);
     }
 
-    // Notes where the latest event began, in bytes from the document's start.
+    // Tells the handler of `piece` more bytes about to be parsed; false
+    // when it refuses them.
+    bool Given(std::uint64_t piece) {
+        if (handler_ == nullptr) return true;
+        try {
+            handler_->bytesGiven(fed_ + piece, fed_ - std::min(fed_, lastEvent_) + piece);
+        } catch (const ConversionError& refusal) {
+            Fail(refusal);
+            return false;
+        }
+        return true;
+    }
+
+    // Notes where the latest event ended, in bytes from the document's
+    // start: the parser needs nothing before it any more.
     void NoteEvent() {
         const XML_Index at = XML_GetCurrentByteIndex(parser_);
-        if (at >= 0) lastEvent_ = static_cast<std::uint64_t>(at);
+        const int count = XML_GetCurrentByteCount(parser_);
+        if (at >= 0) lastEvent_ = static_cast<std::uint64_t>(at) + static_cast<std::uint64_t>(std::max(count, 0));
     }
 
     template <class F>
@@ -312,7 +327,7 @@ private:
     char* block_ = nullptr;
     std::size_t blockSize_ = 0;
     std::size_t blockFilled_ = 0;
-    // Bytes handed to the parser so far, and where the latest event began.
+    // Bytes handed to the parser so far, and where the latest event ended.
     std::uint64_t fed_ = 0;
     std::uint64_t lastEvent_ = 0;
 };

@@ -38,9 +38,10 @@ public:
     virtual void characters(const char* chars, std::size_t count) = 0;
     // How many bytes the document had, told just before endDocument.
     virtual void documentBytes(std::uint64_t) {}
-    // How many bytes of the document the parser has been handed so far,
-    // told before it parses the latest of them.
-    virtual void bytesGiven(std::uint64_t) {}
+    // How many bytes of the document the parser has been handed so far, and
+    // how many of them it holds unparsed (a token not yet ended, and the
+    // latest piece), told before it parses the latest piece.
+    virtual void bytesGiven(std::uint64_t /*total*/, std::uint64_t /*held*/) {}
 };
 
 // True for the names that are read as URLs rather than as local paths:

@@ -220,17 +220,22 @@ void DocumentTreeReader::startDocument() {
 }
 
 void DocumentTreeReader::endDocument() {
+    tree_.Budget().HoldForParser(0);
     tree_.IndexIds();
     ended_ = true;
 }
 
-void DocumentTreeReader::CloseContent() {
+void DocumentTreeReader::CloseContent(bool childFollows) {
     if (open_ == kNoElement) return;
     Element& element = tree_.Get(open_);
     if (element.FirstChild != kNoElement) return;
     std::span<const char> text;
     switch (list_) {
         case ListKind::None:
+            if (childFollows) {
+                tree_.chars_.Discard();
+                break;
+            }
             text = tree_.chars_.Close();
             element.content_ = text.data();
             element.contentSize_ = static_cast<std::uint32_t>(text.size());
@@ -263,7 +268,7 @@ void DocumentTreeReader::startElement(std::string_view localName, const Attribut
         throw ConversionError(ErrorKind::kTooDeep, kNestedTooDeep);
     }
     if (tree_.Size() >= kMostEntries) throw ConversionError(ErrorKind::kTooManyEntries, kTooManyEntries);
-    CloseContent();
+    CloseContent(true);
     carry_.clear();
     const std::uint32_t index = tree_.Size();
     Element& element = tree_.Add();
@@ -306,7 +311,7 @@ void DocumentTreeReader::endElement(std::string_view localName) {
     }
     if (open_ == kNoElement) return;
     if (list_ != ListKind::None && !carry_.empty()) TakeNumbers(carry_, true);
-    CloseContent();
+    CloseContent(false);
     carry_.clear();
     list_ = ListKind::None;
     if (localName == "node") --nodeDepth_;

@@ -90,6 +90,8 @@ public:
         used_ += count;
     }
     std::size_t OpenSize() const { return used_ - start_; }
+    // Drops the open run.
+    void Discard() { used_ = start_; }
     // Ends the open run and gives it.
     std::span<const T> Close() {
         const std::span<const T> run(last_ + start_, used_ - start_);
@@ -250,7 +252,11 @@ public:
     void endElement(std::string_view localName) override;
     void characters(const char* chars, std::size_t count) override;
     void documentBytes(std::uint64_t bytes) override { inputBytes_ = bytes; }
-    void bytesGiven(std::uint64_t bytes) override { tree_.Budget().Read(bytes); }
+    // The parser's buffer takes up to twice what it holds.
+    void bytesGiven(std::uint64_t total, std::uint64_t held) override {
+        tree_.Budget().Read(total);
+        tree_.Budget().HoldForParser(2 * held);
+    }
 
     DocumentTree& Tree() { return tree_; }
     std::uint64_t InputBytes() const { return inputBytes_; }
@@ -258,8 +264,9 @@ public:
 
 private:
     enum class ListKind { None, Floats, Ints };
-    // Ends the text or the number list of the open element.
-    void CloseContent();
+    // Ends the text or the number list of the open element. Text before a
+    // child is white space between elements, never a value: it is dropped.
+    void CloseContent(bool childFollows);
     // Reads the numbers of `text` into the open element, all of them when
     // `last`, else all but one that reaches its end; gives how far it read.
     std::size_t TakeNumbers(std::string_view text, bool last);

@@ -38,6 +38,7 @@ public:
     void Reset() {
         input_ = 0;
         used_ = 0;
+        parser_ = 0;
         fixed_ = false;
     }
 
@@ -45,25 +46,35 @@ public:
         if (input_ > (UINT64_MAX - allowance_) / kPerInputByte) return UINT64_MAX;
         return kPerInputByte * input_ + allowance_;
     }
-    std::uint64_t Used() const { return used_; }
+    // What is counted, the parser's buffer included.
+    std::uint64_t Used() const { return used_ + parser_; }
     // Whether `bytes` more would still fit.
-    bool Fits(std::uint64_t bytes) const { return bytes <= Limit() && used_ <= Limit() - bytes; }
+    bool Fits(std::uint64_t bytes) const { return bytes <= Limit() && Used() <= Limit() - bytes; }
 
     // Counts `bytes` more; throws the refusal when they pass the limit.
     void Charge(std::uint64_t bytes) {
-        if (!Fits(bytes)) {
-            throw ConversionError(ErrorKind::kOutOfMemory, "needs more memory than its size allows (" +
-                                                               std::to_string(Limit() >> 20) +
-                                                               " MiB, 4 bytes for each byte of input)");
-        }
+        if (!Fits(bytes)) Refuse();
         used_ += bytes;
+    }
+    // The parser's buffer now takes `bytes`, in place of what it took.
+    void HoldForParser(std::uint64_t bytes) {
+        parser_ = 0;
+        if (!Fits(bytes)) Refuse();
+        parser_ = bytes;
     }
     void Release(std::uint64_t bytes) { used_ -= std::min(used_, bytes); }
 
 private:
+    [[noreturn]] void Refuse() const {
+        throw ConversionError(ErrorKind::kOutOfMemory, "needs more memory than its size allows (" +
+                                                           std::to_string(Limit() >> 20) +
+                                                           " MiB, 4 bytes for each byte of input)");
+    }
+
     std::uint64_t allowance_;
     std::uint64_t input_ = 0;
     std::uint64_t used_ = 0;
+    std::uint64_t parser_ = 0;
     bool fixed_ = false;
 };
 

@@ -172,22 +172,26 @@ TEST(ArchiveConversion, HostileArchivesAreRefusedInOneLineWithNothingWritten) {
 TEST(ArchiveConversion, DecompressionBombsStopAtTheirLimits) {
     // A document that inflates past 64 MiB from an archive of a few
     // kilobytes is stopped while it streams.
-    const std::string bomb = "<COLLADA><!--" + std::string((std::size_t{64} << 20) + 1, 'a') + "--></COLLADA>";
+    const std::string bomb = "<COLLADA><asset/>" + std::string((std::size_t{64} << 20) + 1, ' ') + "</COLLADA>";
     const Outcome document = Convert(MakeZip({{"m.dae", bomb}}));
     EXPECT_EQ(document.run.err,
               "morvane: in.kmz: zip archive entry m.dae inflates to more than 64 MiB, the most for an archive of its "
               "size\n");
     EXPECT_EQ(document.files, kUntouched);
 
-    // Two million empty nodes (14 MB) deflate to a few kilobytes; their
-    // tree, 40 bytes a node, would pass the 48 MiB that so small an archive
-    // allows, however little the document's own size says.
+    // Within that, what the document would take in memory passes the 48 MiB
+    // that so small an archive allows: two million empty nodes (14 MB), whose
+    // tree takes 40 bytes a node, or one comment of 40 MiB, which the parser
+    // holds whole until it ends.
     std::string nodes = "<COLLADA><library_nodes>";
     for (int i = 0; i < 2000000; ++i) nodes += "<node/>";
-    const Outcome crowded = Convert(MakeZip({{"m.dae", nodes + "</library_nodes></COLLADA>"}}));
-    EXPECT_EQ(crowded.run.err,
-              "morvane: in.kmz: needs more memory than its size allows (48 MiB, 4 bytes for each byte of input)\n");
-    EXPECT_EQ(crowded.files, kUntouched);
+    for (const std::string& heavy : {nodes + "</library_nodes></COLLADA>",
+                                     "<COLLADA><!--" + std::string(std::size_t{40} << 20, 'a') + "--></COLLADA>"}) {
+        const Outcome outcome = Convert(MakeZip({{"m.dae", heavy}}));
+        EXPECT_EQ(outcome.run.err,
+                  "morvane: in.kmz: needs more memory than its size allows (48 MiB, 4 bytes for each byte of input)\n");
+        EXPECT_EQ(outcome.files, kUntouched);
+    }
 
     // An image past its limit is left out; the output is written. Stored
     // padding of 6 MiB lets the archive hold 4 x 6 + 48 MiB, so the image's

@@ -163,7 +163,7 @@ TEST(DocumentTree, ATreePastItsBudgetIsRefused) {
     }
     DocumentTreeReader allowed;
     allowed.Tree().Budget() = MemoryBudget(std::uint64_t{1} << 20);
-    allowed.bytesGiven(std::uint64_t{1} << 20);
+    allowed.bytesGiven(std::uint64_t{1} << 20, 0);
     read(allowed);
     EXPECT_GT(allowed.Tree().Budget().Used(), std::uint64_t{1} << 20);
     allowed.Tree().Clear();

@@ -45,6 +45,16 @@ TEST(MemoryBudget, ChargesUpToTheLimitPassAndOneByteMoreIsRefused) {
     budget.Charge(300);
     EXPECT_FALSE(budget.Fits(1));
     EXPECT_FALSE(budget.Fits(UINT64_MAX));
+
+    // The parser's buffer is held in place of what it held before.
+    budget.Release(1000);
+    budget.HoldForParser(700);
+    budget.HoldForParser(900);
+    EXPECT_EQ(budget.Used(), 900u);
+    EXPECT_THROW(budget.Charge(101), ConversionError);
+    budget.HoldForParser(0);
+    budget.Charge(101);
+    EXPECT_THROW(budget.HoldForParser(900), ConversionError);
 }
 
 // A container on the counted allocator charges each block with 16 bytes
